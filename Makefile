@@ -1,0 +1,60 @@
+# Makefile: thin wrappers around CMake and CTest. `make demo` and `make test` do all the set-up.
+BUILD      ?= build
+JOBS       ?= $(shell nproc 2>/dev/null || echo 2)
+CMAKE_ARGS ?=
+DEB_PACKAGES := cmake make g++ binutils googletest libgtest-dev libgmock-dev libbenchmark-dev python3-jieba
+
+.PHONY: all deps build test demo bench asan tsan fuzz format clean
+
+all: build
+
+# deps: installs the Debian packages the build, tests and benchmarks need (as root), or prints the line.
+deps:
+	@missing=""; for p in $(DEB_PACKAGES); do \
+	    dpkg-query -W -f='$${Status}' $$p 2>/dev/null | grep -q "install ok installed" || missing="$$missing $$p"; \
+	done; \
+	if [ -z "$$missing" ]; then echo "deps: all packages present"; \
+	elif [ "$$(id -u)" = "0" ]; then \
+	    echo "deps: installing$$missing"; \
+	    apt-get update -qq && DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends $$missing; \
+	else echo "deps: run as root: apt-get install -y --no-install-recommends$$missing"; exit 1; fi
+
+build: deps
+	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo $(CMAKE_ARGS)
+	cmake --build $(BUILD) -j $(JOBS)
+
+test: build
+	ctest --test-dir $(BUILD) --output-on-failure -j $(JOBS)
+
+demo: build
+	./$(BUILD)/vintrel-demo data/samples/demo_words.txt data/samples/demo_text.txt
+
+bench: deps
+	cmake -S . -B build-bench -DCMAKE_BUILD_TYPE=Release -DVINTREL_BUILD_TESTS=OFF -DVINTREL_BUILD_BENCH=ON $(CMAKE_ARGS)
+	cmake --build build-bench -j $(JOBS)
+	@for b in build-bench/bench/*_bench; do echo "== $$b"; $$b $(BENCH_ARGS) || exit 1; done
+
+# asan: AddressSanitizer + UndefinedBehaviorSanitizer over the whole test suite.
+asan: deps
+	cmake -S . -B build-asan -DCMAKE_BUILD_TYPE=Debug -DVINTREL_SANITIZE=address $(CMAKE_ARGS)
+	cmake --build build-asan -j $(JOBS)
+	ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
+	    ctest --test-dir build-asan --output-on-failure -j $(JOBS)
+
+# tsan: ThreadSanitizer over the tests labelled `threads`.
+tsan: deps
+	cmake -S . -B build-tsan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DVINTREL_SANITIZE=thread $(CMAKE_ARGS)
+	cmake --build build-tsan -j $(JOBS)
+	TSAN_OPTIONS=halt_on_error=1 ctest --test-dir build-tsan --output-on-failure -L threads -j $(JOBS)
+
+# fuzz: libFuzzer targets under clang (the corpora also replay inside `make test`).
+fuzz: deps
+	CC=clang CXX=clang++ cmake -S . -B build-fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo -DVINTREL_BUILD_FUZZ=ON -DVINTREL_BUILD_TESTS=OFF $(CMAKE_ARGS)
+	cmake --build build-fuzz -j $(JOBS)
+	@for f in build-fuzz/fuzz/*_fuzz; do echo "== $$f"; $$f -max_total_time=$${FUZZ_SECONDS:-60} fuzz/corpus/$$(basename $$f _fuzz) || exit 1; done
+
+format:
+	find Src tests bench tools fuzz -name '*.h' -o -name '*.cpp' -o -name '*.c' | xargs clang-format -i
+
+clean:
+	rm -rf $(BUILD) build-bench build-asan build-tsan build-fuzz

@@ -1,0 +1,151 @@
+// PDAT.h: CPDAT, the double-array trie dictionary that maps words to dense handles and scans text.
+#ifndef VINTREL_UTILITY_PDAT_H_
+#define VINTREL_UTILITY_PDAT_H_
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "Utility/global_linux.h"
+
+// One term of the optional frequency list: sorts before another when its freq is greater.
+// freq starts at 1 when the word is added; -1 marks a filter word.
+struct _stTermFreq {
+    std::string word;
+    int freq = 1;
+    bool operator<(const _stTermFreq& other) const { return freq > other.freq; }
+};
+
+// A term counted in two lists: sorts by falling total_freq.
+struct _stSameTermFreq : public _stTermFreq {
+    int freq2 = 0;
+    int total_freq = 0;
+    bool operator<(const _stSameTermFreq& other) const { return total_freq > other.total_freq; }
+};
+
+// CPDAT maps a word (GBK bytes or single bytes, depending on the mode) to a handle, a non-negative int
+// handed out densely 0, 1, 2 ... in order of first insertion, which indexes every per-word table.
+//
+// Lifecycle: construct; AddWord ... (any number); AddWordComplete compiles the build trie into a double
+// array; then Find, GetMaxWord, GetWords, MMScanPosition, MMSegment and Save. Or construct and Load. Lookups
+// before AddWordComplete or Load find nothing. AddWordInit starts a new build; lookups keep seeing the old
+// array until the next AddWordComplete.
+//
+// Character modes: 0 folds ASCII capitals and reads GBK pairs; 1 reads every byte on its own; 2 reads GBK
+// pairs and also folds full-width forms, brackets, quotes and separator runs.
+//
+// Threads: a compiled dictionary is read-only for Find, GetMaxWord, GetWords and MMScanPosition, which may
+// run from many threads at once. Building, Load, Import and the MMSegment/MMScan forms that use the
+// internal result buffer need exclusive use.
+class CPDAT {
+public:
+    // One cell of the double array; an unused cell is (-1, -1, -1).
+    struct state {
+        int base;
+        int check;
+        int handle;
+    };
+    static_assert(sizeof(state) == 12, "state is a file record");
+
+    explicit CPDAT(int nMode = 0);
+    virtual ~CPDAT();
+    CPDAT(const CPDAT&) = delete;  // owns large tables and the build trie; share by pointer
+    CPDAT& operator=(const CPDAT&) = delete;
+
+    // GetLowerBound: the highest state index in use (0 when empty).
+    virtual int GetLowerBound() const;
+    // GetMaxWord: byte length of the longest word that is a prefix of sText (0 when none), its handle through
+    // pHandle (-1 when none) and, through pSpace, whether white space was folded before its end. Both
+    // out-pointers may be null; a null text gives 0.
+    virtual int GetMaxWord(const char* sText, int* pHandle, bool* pSpace = nullptr) const;
+    // Find: the handle of the word, or -1. Null or empty gives -1.
+    virtual int Find(const char* sWord) const;
+    virtual int Find(const char* sWord, unsigned int nLen) const;
+    // Load: replaces the dictionary with a .pdat file. 1 on success; 0 when the file cannot be opened or is
+    // truncated or inconsistent, leaving the dictionary empty and usable.
+    virtual int Load(const char* sFilename);
+    // Save: writes the .pdat file; 1, or 0 when it cannot be written.
+    virtual int Save(const char* sFilename) const;
+    // Import: builds the dictionary from the first token of every line of a text file, leaving out tokens
+    // that pExclude (if given) finds. Returns the item count, 0 when the file cannot be opened.
+    virtual int Import(const char* sFilename, CPDAT* pExclude = nullptr);
+    // AddTrie: placeholder, returns 1.
+    virtual int AddTrie(const char* sLine);
+    // GetPos: placeholder, does nothing.
+    virtual void GetPos(char* sPos, int nLen);
+
+    // Find(int): the handle of the one-character word with this character code, or -1.
+    int Find(int nCode) const;
+
+    // AddWordInit: starts a new build (empty trie, item count 0); returns 1.
+    int AddWordInit();
+    // AddWord: adds a word under the next handle (or the given one); returns the word's handle, new or
+    // already present, or -1 when nothing was added (null or empty word, or it extends a filter word).
+    int AddWord(const char* sWord, bool bFreq = false);
+    int AddWord(const char* sWord, int nHandle, bool bFreq);
+    // AddFilterWord: AddWord(sWord, true), then marks its term frequency -1; returns the handle.
+    int AddFilterWord(const char* sWord);
+    // FindWord: during building, the handle of an already added word, or -1; adds nothing.
+    int FindWord(const char* sWord);
+    // AddWordComplete: compiles the build trie into the double array; returns 1 (a second call does nothing).
+    int AddWordComplete();
+
+    // MMScanPosition: appends every hit of a forward longest-match scan of sText to vecResult (nScanMode 1:
+    // overlapping hits; 0 and 2: non-overlapping; 0 and 1 apply the English word-boundary test). Returns 0.
+    int MMScanPosition(const char* sText, std::vector<_stTermPosition>& vecResult,
+                       int nScanMode = 1) const;
+    // MMSegment: forward longest-match segmentation of sText into *pOut, segments joined by cSep; handles
+    // of words (of every segment with bAllHandles) go to *pHandles. Both buffers are malloc'ed and grown by
+    // this call as needed (the caller frees them). Returns the number of handles written.
+    int MMSegment(const char* sText, int** pHandles, int* pHandleCap, char** pOut, int* pOutCap,
+                  bool bReserved, bool bAllHandles, int nMaxLen, char cSep) const;
+    // MMSegment: the same into the internal result buffer, without handles; returns that buffer, valid
+    // until the next call.
+    const char* MMSegment(const char* sText, int nMaxLen, char cSep);
+    // MMScan: the words found by MMScanPosition(nScanMode), each followed by cSep, in the internal buffer.
+    const char* MMScan(const char* sText, int nScanMode, char cSep);
+    // MMFullScan: every word that starts at any character of sText (all prefix words at every offset), each
+    // followed by cSep, in the internal buffer.
+    const char* MMFullScan(const char* sText, char cSep);
+    // GetWords: every word that is a prefix of sText and longer than nMinLen bytes: handles and lengths are
+    // appended to the malloc'ed arrays (grown by 5 entries when full), *pCount counts them from 0. Returns
+    // the byte length of the longest prefix word passed (0 if none).
+    int GetWords(const char* sText, unsigned int** pHandles, unsigned int** pLengths, unsigned int* pCap,
+                 unsigned int* pCount, int nMinLen) const;
+
+    // GetTopWordVector: sorts the term frequencies by falling freq (positions then no longer equal handles).
+    std::vector<_stTermFreq>& GetTopWordVector();
+    // GetTopWords: "word/freq#" for the n most frequent terms (all when n is -1), skipping terms that
+    // contain an earlier, longer-than-3-byte term. The text stays owned by the dictionary.
+    const char* GetTopWords(int n);
+    // FileSegment: segments a whole file with MMSegment (tab separator) into another; returns the speed in
+    // kilobytes per processor second, 0 when either file cannot be opened.
+    float FileSegment(const char* sInputFile, const char* sOutputFile);
+
+    size_t GetItemCount() const { return m_nItemCount; }
+    // IsEmpty: true when nothing is compiled or loaded (lower bound 0).
+    bool IsEmpty() const { return m_nLowerBound == 0; }
+    // SetEmpty: forgets the words (lower bound and count 0); returns 1.
+    int SetEmpty();
+    // Export: readable dump of the character ranks and the states; 1, or 0 when it cannot be written.
+    int Export(const char* sFilename) const;
+    int GetMode() const { return m_nMode; }
+
+    // The compiled state array, for inspection by tests and tools (m_nLowerBound + 1 cells, or none).
+    const state* GetStates() const;
+    // GetCharRank: rank of a character code, -1 when it has none (or the code is outside 0..65535).
+    int GetCharRank(int nCode) const;
+
+private:
+    // (private members: see PDAT.cpp)
+    int m_nMode = 0;
+    int m_nLowerBound = 0;
+    size_t m_nItemCount = 0;
+};
+
+// WordTermCompare: compares the term frequencies of two dictionaries: words only in the first go to
+// sOnlyFirst, words only in the second to sOnlySecond, words in both to sBoth, each as "word/freq#".
+void WordTermCompare(CPDAT* pFirst, CPDAT* pSecond, std::string& sOnlyFirst, std::string& sOnlySecond,
+                     std::string& sBoth);
+
+#endif  // VINTREL_UTILITY_PDAT_H_
