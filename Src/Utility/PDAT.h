@@ -3,6 +3,7 @@
 #define VINTREL_UTILITY_PDAT_H_
 
 #include <cstddef>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -137,10 +138,44 @@ public:
     int GetCharRank(int nCode) const;
 
 private:
-    // (private members: see PDAT.cpp)
-    int m_nMode = 0;
-    int m_nLowerBound = 0;
-    size_t m_nItemCount = 0;
+    friend void WordTermCompare(CPDAT* pFirst, CPDAT* pSecond, std::string& sOnlyFirst,
+                                std::string& sOnlySecond, std::string& sBoth);
+    // The build-time trie: a pool of nodes with a hash index of (parent, code) -> child (see PDAT.cpp).
+    struct trie_elem;
+    class CBuildTrie;
+
+    // BuildTRIE: the shared walk of AddWord (bFindOnly false) and FindWord (bFindOnly true).
+    int BuildTRIE(const char* sWord, int nHandle, bool bFreq, bool bFindOnly);
+    // GetCharMap: ranks the counted character codes by falling count, ties to the lower code.
+    void GetCharMap();
+    // Clear: forgets the compiled dictionary (no array, no ranks, count 0).
+    void Clear();
+    // Rank: rank of a code already known to lie in 0..65535.
+    int Rank(int nCode) const { return m_charset[static_cast<size_t>(nCode)]; }
+    // Step: one step of the walk from a cell with base nBase to the child of rank nRank whose cell must
+    // check nPrev; the new cell index, or -1 when the step fails. REQUIRES: the array is not empty.
+    int Step(int nBase, int nPrev, int nRank) const;
+    // SegmentInto: the forward longest-match segmentation shared by both MMSegment forms. Writes the
+    // segments into sOut (room for 2 * nLen + 1 bytes needed) and handles into pHandles when not null;
+    // returns the number of handles.
+    int SegmentInto(const unsigned char* sText, size_t nLen, int nMaxLen, char cSep, bool bAllHandles,
+                    char* sOut, int* pHandles) const;
+
+    std::unique_ptr<CBuildTrie> m_word_trie;  // build trie; null after AddWordComplete
+    std::vector<state> m_vecData;             // the double array: m_nLowerBound + 1 cells, or none
+    int m_nLowerBound = 0;                    // highest state index in use
+    size_t m_nItemCount = 0;                  // distinct words (handles handed out)
+    std::string m_sResult;                    // result text of MMSegment(text, ...), MMScan, MMFullScan
+    std::vector<int> m_charset;               // 65536 entries: code -> rank, -1 when absent
+    int m_charsetSize = 0;                    // number of ranked codes
+    std::vector<int> m_charsetfreq;           // 65536 entries: count of each ranked code (for Export)
+    std::vector<int> m_freq;                  // 65536 entries: counts gathered while words are added
+    int m_LowerChar = 65536;                  // smallest code seen while adding
+    int m_UpperChar = 0;                      // largest code seen while adding
+    std::vector<_stTermFreq> m_vecTermFreq;   // per-handle term frequency (words added with bFreq)
+    int m_nMode = 0;                          // character coding mode 0, 1 or 2
+    std::string m_sTopWords;                  // text built by GetTopWords
+    bool m_bWordAddCompleted = false;         // true once AddWordComplete has compiled the trie
 };
 
 // WordTermCompare: compares the term frequencies of two dictionaries: words only in the first go to

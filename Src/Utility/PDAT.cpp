@@ -1,0 +1,1268 @@
+// PDAT.cpp: CPDAT, the double-array trie dictionary: building, compiling, lookups, scans and the .pdat
+// file.
+//
+// How it works
+// ============
+//
+// Characters. The dictionary never looks at bytes directly: GetCharCode turns the text at an offset into a
+// 16-bit character code and a byte length. Mode 1 reads single bytes; modes 0 and 2 read a GBK pair
+// (lead * 256 + trail) when a byte has its top bit set and is not the last byte, else one byte. Mode 0
+// folds ASCII capitals; mode 2 also folds full-width digits and letters, brackets and quotes, and turns a
+// run of separators into one code 9, which words never store. Every code that occurs in a word gets a
+// rank: the most frequent code rank 0, the next rank 1, and so on (ties to the lower code). Ranks, not
+// codes, are the offsets of the double array, so the busiest characters sit close together.
+//
+// The walk. A compiled dictionary is an array of cells (base, check, handle). Starting from base 0 and a
+// "previous index" of -2, each character of rank r moves to p = |base| + r; the step is valid when p lies
+// in 0..m_nLowerBound and cell p's check equals the previous index (-2 for the first character). The
+// cell's base is stored negative when the path so far is a word, and a word with no longer word below it
+// has base -p exactly, which lets scans stop early. Every lookup and scan is one such walk per start
+// position, one array step per character, bounded by m_nLowerBound so that no walk leaves the array.
+//
+// Building. While words are added the dictionary is a plain trie kept in one node pool (children linked
+// newest first, with a hash index from (parent, code) to the child, so that a root with thousands of
+// children still finds one in constant time). AddWordComplete lays that trie out:
+//   1. rank the counted codes (a sort by falling count, ties to the lower code);
+//   2. put every child of the root at the index equal to its rank (check -2);
+//   3. keep a work list of placed nodes that still have children, in list order; repeatedly take the node
+//      with the most children (ties: the earliest in the list), find the smallest base b >= 1 such that
+//      every cell b + rank(child) is free (skipping b equal to the node's own index when the node is a
+//      word, since -b would then read as "word without children"), write the base, place the children,
+//      and replace the node in the list by its children: the first child takes the node's slot, the others
+//      go to the end.
+//
+// Doing step 3 literally is quadratic: the list is scanned for the best node each time, and the base
+// search tries b = 1, 2, 3 ... over long runs of occupied cells. The compiler here produces the very same
+// array faster:
+//   - The work list becomes a binary heap ordered by (child count descending, order key ascending). The
+//     root's children get keys 0, 1, 2 ... in list order; an expanded node's first child inherits the
+//     node's key (it takes the node's slot, so it stands exactly where the node stood relative to every
+//     other entry) and the other children get fresh keys larger than any given so far (the end of the
+//     list). Nodes without children are never entered (the literal procedure drops them, which changes no
+//     other entry's relative order). The top of the heap is therefore always the node the list scan would
+//     pick.
+//   - A base b can only fit if the cell of the child with the smallest rank, rmin, is free, so the
+//     candidates for b, in increasing order, are exactly f - rmin for the free cells f >= rmin + 1 in
+//     increasing order. Free cells are found with a "next free cell at or after i" union-find over the
+//     cells (path compression; occupying cell i links it to i + 1), and each candidate is tested against
+//     the other children with an occupancy bitmap. Cells are never freed during a build, so the union-find
+//     stays exact. Candidates are visited in the same increasing order as the literal search and every
+//     skipped b has its rmin cell occupied, so the first candidate that passes is the literal first fit.
+//   - Cells beyond the end of the array are free; the array grows geometrically and is trimmed to
+//     m_nLowerBound + 1 cells at the end.
+// The character ranking is a sort rather than a repeated maximum search, with the same order.
+//
+// Scanning. MMScanPosition is a single left-to-right pass with a start offset, a pending word and the walk
+// state; its restart rules (which decide overlapping hits in scan mode 1 and where scanning resumes after
+// a failure) are written out beside the code.
+#include "Utility/PDAT.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <climits>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <map>
+#include <queue>
+#include <string>
+#include <vector>
+
+namespace {
+
+constexpr int CODE_COUNT = 65536;
+constexpr int CODE_SEPARATOR = 9;     // mode 2's code for a separator run; never stored
+constexpr int CODE_SPACE = 32;        // white space as the lookups fold it
+constexpr int CODE_QUOTE = 34;        // '"'
+constexpr long PDAT_HEADER_BYTES = static_cast<long>(CODE_COUNT) * 4 + 8;  // ranks, bound, count
+constexpr long PDAT_FIXED_BYTES = PDAT_HEADER_BYTES + 4;                   // ... plus the mode
+constexpr int IMPORT_LINE_BYTES = 3072;
+constexpr int CELL_FILL = -1;
+
+static_assert(PDAT_FIXED_BYTES == 262156, "fixed part of a .pdat file");
+
+bool IsAsciiSeparator(unsigned c) {
+    return c == ' ' || c == '\t' || c == '\r' || c == '\n' || c == ',' || c == '/' || c == '_';
+}
+
+// The double-byte separators of mode 2: "＼｜，．。、－—" and the code 0xAAA4.
+bool IsDoubleByteSeparator(unsigned nCode) {
+    switch (nCode) {
+        case 0xA3DC:  // ＼
+        case 0xA3FC:  // ｜
+        case 0xA3AC:  // ，
+        case 0xA3AE:  // ．
+        case 0xA1A3:  // 。
+        case 0xA1A2:  // 、
+        case 0xA3AD:  // －
+        case 0xA1AA:  // —
+        case 0xAAA4:
+            return true;
+        default:
+            return false;
+    }
+}
+
+// RawChar: the character at nPos as modes 0 and 2 read it, before any folding.
+inline unsigned RawChar(const unsigned char* sText, size_t nPos, size_t nLen, int* pCharLen) {
+    unsigned c = sText[nPos];
+    if ((c & 0x80) && nPos + 1 < nLen) {
+        *pCharLen = 2;
+        return (c << 8) | sText[nPos + 1];
+    }
+    *pCharLen = 1;
+    return c;
+}
+
+inline bool IsSeparatorChar(unsigned nCode, int nCharLen) {
+    return nCharLen == 1 ? IsAsciiSeparator(nCode) : IsDoubleByteSeparator(nCode);
+}
+
+// GetCharCode: the character code at nPos of a text of nLen bytes in the given mode and its byte length.
+// REQUIRES: nPos < nLen.
+inline int GetCharCode(int nMode, const unsigned char* sText, size_t nPos, size_t nLen, int* pCharLen) {
+    if (nMode == 1) {
+        *pCharLen = 1;
+        return sText[nPos];
+    }
+    int nCharLen;
+    unsigned nCode = RawChar(sText, nPos, nLen, &nCharLen);
+    *pCharLen = nCharLen;
+    if (nMode != 2) {
+        if (nCode >= 'A' && nCode <= 'Z') nCode += 'a' - 'A';
+        return static_cast<int>(nCode);
+    }
+    if (IsSeparatorChar(nCode, nCharLen)) {
+        // The whole run of separators that follows is one character.
+        size_t nEnd = nPos + static_cast<size_t>(nCharLen);
+        while (nEnd < nLen) {
+            int nNextLen;
+            unsigned nNext = RawChar(sText, nEnd, nLen, &nNextLen);
+            if (!IsSeparatorChar(nNext, nNextLen)) break;
+            nEnd += static_cast<size_t>(nNextLen);
+        }
+        *pCharLen = static_cast<int>(std::min<size_t>(nEnd - nPos, INT_MAX));
+        return CODE_SEPARATOR;
+    }
+    if (nCharLen == 2) {
+        switch (nCode) {
+            case 0xA3A8:  // （
+            case 0xA1BE:  // 【
+                return '(';
+            case 0xA3A9:  // ）
+            case 0xA1BF:  // 】
+                return ')';
+            case 0xA1B0:  // “
+            case 0xA1B1:  // ”
+            case 0xA1AE:  // ‘
+            case 0xA3A7:  // ＇
+                return CODE_QUOTE;
+            default:
+                break;
+        }
+        if ((nCode >> 8) == 0xA3) {
+            unsigned nTrail = nCode & 0xFF;
+            if (nTrail >= 0xB0 && nTrail <= 0xB9) return static_cast<int>(nTrail - 128);  // ０..９
+            if (nTrail >= 0xC1 && nTrail <= 0xDA) return static_cast<int>(nTrail - 96);   // Ａ..Ｚ
+            if (nTrail >= 0xE1 && nTrail <= 0xFA) return static_cast<int>(nTrail - 128);  // ａ..ｚ
+        }
+        return static_cast<int>(nCode);
+    }
+    if (nCode >= 'A' && nCode <= 'Z') nCode += 'a' - 'A';
+    return static_cast<int>(nCode);
+}
+
+inline bool IsWhiteCode(int nCode) { return nCode == 32 || nCode == 9 || nCode == 13 || nCode == 10; }
+
+// IsWordEnd: the cell ends a word: negative base, or base 0 (a word without children in cell 0) with a
+// handle.
+inline bool IsWordEnd(const CPDAT::state& cell) {
+    return cell.base < 0 || (cell.base == 0 && cell.handle >= 0);
+}
+
+inline bool HasBom(const unsigned char* s, size_t nLen) {
+    return nLen >= 3 && s[0] == 0xEF && s[1] == 0xBB && s[2] == 0xBF;
+}
+
+inline bool IsAsciiLetter(unsigned char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
+inline bool IsAsciiDigit(unsigned char c) { return c >= '0' && c <= '9'; }
+
+// IsValidString: the English word-boundary test of a hit [nStart, nEnd) in a text of nLen bytes: false
+// when the hit starts a letter (digit) right after a letter (digit), or ends a letter (digit) right before
+// a letter (digit).
+bool IsValidString(const unsigned char* s, size_t nStart, size_t nEnd, size_t nLen) {
+    if (nStart > 0) {
+        unsigned char c = s[nStart], b = s[nStart - 1];
+        if (IsAsciiLetter(c) && IsAsciiLetter(b)) return false;
+        if (IsAsciiDigit(c) && IsAsciiDigit(b)) return false;
+    }
+    if (nEnd < nLen && nEnd > 0) {
+        unsigned char c = s[nEnd - 1], a = s[nEnd];
+        if (IsAsciiLetter(c) && IsAsciiLetter(a)) return false;
+        if (IsAsciiDigit(c) && IsAsciiDigit(a)) return false;
+    }
+    return true;
+}
+
+// Delimiters that stop the gluing of unmatched ASCII bytes in MMSegment.
+bool IsSegmentDelimiter(unsigned char c) { return std::strchr(" \t-_,.:/~#%^*()", c) != nullptr && c; }
+
+size_t TextLength(const char* sText) { return std::min<size_t>(std::strlen(sText), INT_MAX - 1); }
+
+// CFreeCells: which cells of the array under construction are used. Cells at or beyond Size() are free.
+// FindFree is a union-find "next free cell at or after i": a used cell links towards i + 1 and the links
+// are compressed, so runs of used cells are crossed in near-constant time.
+class CFreeCells {
+public:
+    bool IsUsed(size_t i) const {
+        return i < m_nSize && ((m_vecBits[i >> 6] >> (i & 63)) & 1u) != 0;
+    }
+    size_t FindFree(size_t i) {
+        size_t nRoot = i;
+        while (nRoot < m_nSize && m_vecNext[nRoot] != nRoot) nRoot = m_vecNext[nRoot];
+        while (i < m_nSize && i != nRoot) {
+            size_t nNext = m_vecNext[i];
+            m_vecNext[i] = static_cast<uint32_t>(nRoot);
+            i = nNext;
+        }
+        return nRoot;
+    }
+    void Use(size_t i) {
+        if (i >= m_nSize) Grow(i + 1);
+        m_vecBits[i >> 6] |= uint64_t{1} << (i & 63);
+        m_vecNext[i] = static_cast<uint32_t>(i + 1);
+    }
+    void Reserve(size_t n) {
+        if (n > m_nSize) Grow(n);
+    }
+
+private:
+    void Grow(size_t nNeeded) {
+        size_t nNew = std::max<size_t>({nNeeded, m_nSize * 2, 4096});
+        nNew = (nNew + 63) & ~size_t{63};
+        m_vecBits.resize(nNew / 64, 0);
+        m_vecNext.resize(nNew);
+        for (size_t j = m_nSize; j < nNew; ++j) m_vecNext[j] = static_cast<uint32_t>(j);
+        m_nSize = nNew;
+    }
+
+    std::vector<uint64_t> m_vecBits;   // 1 = used
+    std::vector<uint32_t> m_vecNext;   // union-find links
+    size_t m_nSize = 0;
+};
+
+}  // namespace
+
+// ---------------------------------------------------------------------------------------------------------
+// The build trie.
+
+struct CPDAT::trie_elem {
+    int node;          // character code of the edge into this node (0 for the root)
+    int handle;        // word handle, -1 unless a word ends here
+    int parent;        // pool index of the parent, -1 for the root
+    int first_child;   // newest child, -1 when none (children are linked newest first)
+    int next_sibling;  // next older sibling, -1 when none
+    int child_count;
+    int position;      // state index once placed
+};
+
+class CPDAT::CBuildTrie {
+public:
+    CBuildTrie() { Reset(); }
+
+    void Reset() {
+        std::vector<trie_elem>().swap(m_vecNodes);
+        m_vecNodes.push_back(trie_elem{0, -1, -1, -1, -1, 0, -1});
+        m_vecSlots.assign(1024, -1);
+    }
+    std::vector<trie_elem>& Nodes() { return m_vecNodes; }
+
+    int FindChild(int nParent, int nCode) const {
+        size_t nMask = m_vecSlots.size() - 1;
+        for (size_t i = Hash(nParent, nCode) & nMask;; i = (i + 1) & nMask) {
+            int nId = m_vecSlots[i];
+            if (nId < 0) return -1;
+            const trie_elem& e = m_vecNodes[static_cast<size_t>(nId)];
+            if (e.parent == nParent && e.node == nCode) return nId;
+        }
+    }
+    // AddChild: appends a child (as the newest) and returns its pool index, or -1 when the pool is full.
+    int AddChild(int nParent, int nCode) {
+        if (m_vecNodes.size() >= static_cast<size_t>(INT_MAX)) return -1;
+        if ((m_vecNodes.size() + 1) * 2 > m_vecSlots.size()) Rehash(m_vecSlots.size() * 2);
+        int nId = static_cast<int>(m_vecNodes.size());
+        trie_elem& parent = m_vecNodes[static_cast<size_t>(nParent)];
+        m_vecNodes.push_back(trie_elem{nCode, -1, nParent, -1, parent.first_child, 0, -1});
+        trie_elem& p = m_vecNodes[static_cast<size_t>(nParent)];
+        p.first_child = nId;
+        ++p.child_count;
+        Insert(nId);
+        return nId;
+    }
+    // FreeIndex: drops the (parent, code) index, which compiling does not need.
+    void FreeIndex() { std::vector<int>().swap(m_vecSlots); }
+
+private:
+    static size_t Hash(int nParent, int nCode) {
+        uint64_t k = (static_cast<uint64_t>(static_cast<uint32_t>(nParent)) << 16) ^
+                     static_cast<uint64_t>(static_cast<uint32_t>(nCode));
+        k ^= k >> 33;
+        k *= 0xff51afd7ed558ccdULL;
+        k ^= k >> 33;
+        k *= 0xc4ceb9fe1a85ec53ULL;
+        k ^= k >> 33;
+        return static_cast<size_t>(k);
+    }
+    void Insert(int nId) {
+        const trie_elem& e = m_vecNodes[static_cast<size_t>(nId)];
+        size_t nMask = m_vecSlots.size() - 1;
+        size_t i = Hash(e.parent, e.node) & nMask;
+        while (m_vecSlots[i] >= 0) i = (i + 1) & nMask;
+        m_vecSlots[i] = nId;
+    }
+    void Rehash(size_t nSlots) {
+        m_vecSlots.assign(nSlots, -1);
+        for (size_t i = 1; i < m_vecNodes.size(); ++i) Insert(static_cast<int>(i));
+    }
+
+    std::vector<trie_elem> m_vecNodes;  // node 0 is the root
+    std::vector<int> m_vecSlots;        // open addressing, -1 empty; size a power of two
+};
+
+// ---------------------------------------------------------------------------------------------------------
+// Construction and building.
+
+CPDAT::CPDAT(int nMode)
+    : m_word_trie(new CBuildTrie),
+      m_charset(CODE_COUNT, -1),
+      m_charsetfreq(CODE_COUNT, 0),
+      m_freq(CODE_COUNT, 0),
+      m_nMode(nMode) {
+    AddWordInit();
+}
+
+CPDAT::~CPDAT() = default;
+
+int CPDAT::AddWordInit() {
+    if (m_word_trie) {
+        m_word_trie->Reset();
+    } else {
+        m_word_trie.reset(new CBuildTrie);
+    }
+    std::fill(m_freq.begin(), m_freq.end(), 0);
+    m_nItemCount = 0;
+    m_bWordAddCompleted = false;
+    // The per-handle term list starts again with the handles. m_LowerChar and m_UpperChar are kept.
+    m_vecTermFreq.clear();
+    return 1;
+}
+
+int CPDAT::AddWord(const char* sWord, bool bFreq) {
+    if (m_nItemCount >= static_cast<size_t>(INT_MAX)) return -1;
+    return BuildTRIE(sWord, static_cast<int>(m_nItemCount), bFreq, false);
+}
+
+int CPDAT::AddWord(const char* sWord, int nHandle, bool bFreq) {
+    if (nHandle < 0) return -1;
+    return BuildTRIE(sWord, nHandle, bFreq, false);
+}
+
+int CPDAT::AddFilterWord(const char* sWord) {
+    int nHandle = AddWord(sWord, true);
+    if (nHandle >= 0 && static_cast<size_t>(nHandle) < m_vecTermFreq.size()) {
+        m_vecTermFreq[static_cast<size_t>(nHandle)].freq = -1;
+    }
+    return nHandle;
+}
+
+int CPDAT::FindWord(const char* sWord) { return BuildTRIE(sWord, -1, false, true); }
+
+int CPDAT::BuildTRIE(const char* sWord, int nHandle, bool bFreq, bool bFindOnly) {
+    if (sWord == nullptr || !m_word_trie) return -1;
+    const unsigned char* s = reinterpret_cast<const unsigned char*>(sWord);
+    size_t nLen = TextLength(sWord);
+    size_t i = HasBom(s, nLen) ? 3 : 0;
+    if (m_nMode == 2) {
+        // Trailing separators are stripped while at least 2 bytes remain.
+        while (nLen - i >= 2) {
+            if (s[nLen - 1] & 0x80) {
+                if (!IsDoubleByteSeparator((static_cast<unsigned>(s[nLen - 2]) << 8) | s[nLen - 1])) break;
+                nLen -= 2;
+            } else {
+                if (!IsAsciiSeparator(s[nLen - 1])) break;
+                nLen -= 1;
+            }
+        }
+    }
+    CBuildTrie& trie = *m_word_trie;
+    int nCur = 0;
+    while (i < nLen) {
+        int nCharLen;
+        int nCode = GetCharCode(m_nMode, s, i, nLen, &nCharLen);
+        i += static_cast<size_t>(nCharLen);
+        if (nCode == CODE_SEPARATOR) continue;
+        // Deliberate: FindWord counts characters too, so lookups during a build shift the ranks.
+        ++m_freq[static_cast<size_t>(nCode)];
+        m_LowerChar = std::min(m_LowerChar, nCode);
+        m_UpperChar = std::max(m_UpperChar, nCode);
+        bool bLast = (i == nLen);
+        int nChild = trie.FindChild(nCur, nCode);
+        if (nChild < 0 || (bLast && trie.Nodes()[static_cast<size_t>(nChild)].handle < 0)) {
+            if (bFindOnly) return -1;
+            if (nChild < 0) {
+                nChild = trie.AddChild(nCur, nCode);
+                if (nChild < 0) return -1;
+            }
+            if (bLast) {
+                trie.Nodes()[static_cast<size_t>(nChild)].handle = nHandle;
+                ++m_nItemCount;
+                if (bFreq) {
+                    _stTermFreq term;
+                    term.word = sWord;
+                    term.freq = 1;
+                    m_vecTermFreq.push_back(std::move(term));
+                }
+                return nHandle;
+            }
+        } else {
+            int nChildHandle = trie.Nodes()[static_cast<size_t>(nChild)].handle;
+            bool bTerm = nChildHandle >= 0 && static_cast<size_t>(nChildHandle) < m_vecTermFreq.size();
+            if (bLast) {
+                if (!bFindOnly && bFreq && bTerm && m_vecTermFreq[static_cast<size_t>(nChildHandle)].freq >= 0) {
+                    ++m_vecTermFreq[static_cast<size_t>(nChildHandle)].freq;
+                }
+                return nChildHandle;
+            }
+            // No word that extends a filter word is added.
+            if (bFreq && bTerm && m_vecTermFreq[static_cast<size_t>(nChildHandle)].freq < 0) return -1;
+        }
+        nCur = nChild;
+    }
+    return -1;
+}
+
+// ---------------------------------------------------------------------------------------------------------
+// Compiling.
+
+void CPDAT::GetCharMap() {
+    std::fill(m_charset.begin(), m_charset.end(), -1);
+    std::fill(m_charsetfreq.begin(), m_charsetfreq.end(), 0);
+    std::vector<int> vecCodes;
+    int nLow = std::max(m_LowerChar, 0), nHigh = std::min(m_UpperChar, CODE_COUNT - 1);
+    for (int c = nLow; c <= nHigh; ++c) {
+        if (m_freq[static_cast<size_t>(c)] >= 1) vecCodes.push_back(c);
+    }
+    // Falling count; the stable sort keeps equal counts in rising code order.
+    std::stable_sort(vecCodes.begin(), vecCodes.end(), [this](int a, int b) {
+        return m_freq[static_cast<size_t>(a)] > m_freq[static_cast<size_t>(b)];
+    });
+    for (size_t r = 0; r < vecCodes.size(); ++r) {
+        size_t c = static_cast<size_t>(vecCodes[r]);
+        m_charset[c] = static_cast<int>(r);
+        m_charsetfreq[c] = m_freq[c];
+        m_freq[c] = -1;
+    }
+    m_charsetSize = static_cast<int>(vecCodes.size());
+}
+
+int CPDAT::AddWordComplete() {
+    if (m_bWordAddCompleted || !m_word_trie) return 1;
+    CBuildTrie& trie = *m_word_trie;
+    trie.FreeIndex();
+    std::vector<trie_elem>& vecNodes = trie.Nodes();
+
+    std::vector<state>().swap(m_vecData);
+    m_nLowerBound = 0;
+    GetCharMap();
+
+    const state FREE_CELL{CELL_FILL, CELL_FILL, CELL_FILL};
+    size_t nInitial = static_cast<size_t>(static_cast<double>(m_nItemCount) * 1.5);
+    std::vector<state> vecData;
+    vecData.reserve(nInitial);
+    size_t nMaxIndex = 0;
+    bool bAnyCell = false;
+    auto cell = [&](size_t nIndex) -> state& {
+        if (nIndex >= vecData.size()) {
+            if (nIndex >= vecData.capacity()) vecData.reserve(std::max(nIndex + 100, vecData.capacity() * 2));
+            vecData.resize(nIndex + 100, FREE_CELL);
+        }
+        if (!bAnyCell || nIndex > nMaxIndex) nMaxIndex = nIndex;
+        bAnyCell = true;
+        return vecData[nIndex];
+    };
+    CFreeCells freeCells;
+    freeCells.Reserve(std::max<size_t>(nInitial, static_cast<size_t>(m_charsetSize) + 1));
+
+    // The work list as a heap of (child count, order key): most children first, then list order.
+    struct WorkItem {
+        int nChildCount;
+        uint32_t nKey;
+        int nNode;
+    };
+    auto lower = [](const WorkItem& a, const WorkItem& b) {
+        if (a.nChildCount != b.nChildCount) return a.nChildCount < b.nChildCount;
+        return a.nKey > b.nKey;
+    };
+    std::priority_queue<WorkItem, std::vector<WorkItem>, decltype(lower)> work(lower);
+    uint32_t nNextKey = 0;
+    std::vector<int> vecChildren;
+    auto collectChildren = [&](int nNode) {
+        vecChildren.clear();
+        for (int c = vecNodes[static_cast<size_t>(nNode)].first_child; c >= 0;
+             c = vecNodes[static_cast<size_t>(c)].next_sibling) {
+            vecChildren.push_back(c);
+        }
+        std::reverse(vecChildren.begin(), vecChildren.end());  // insertion order
+    };
+
+    // The root's children sit at their ranks.
+    collectChildren(0);
+    for (int nChild : vecChildren) {
+        trie_elem& e = vecNodes[static_cast<size_t>(nChild)];
+        size_t nIndex = static_cast<size_t>(Rank(e.node));
+        e.position = static_cast<int>(nIndex);
+        state& st = cell(nIndex);
+        st.check = -2;
+        if (e.child_count == 0) {
+            st.base = -e.position;
+            st.handle = e.handle;
+        } else {
+            work.push(WorkItem{e.child_count, nNextKey, nChild});
+        }
+        ++nNextKey;
+        freeCells.Use(nIndex);
+    }
+
+    std::vector<size_t> vecRanks;
+    while (!work.empty()) {
+        WorkItem item = work.top();
+        work.pop();
+        trie_elem& e = vecNodes[static_cast<size_t>(item.nNode)];
+        collectChildren(item.nNode);
+        vecRanks.clear();
+        size_t nMinRank = SIZE_MAX;
+        for (int nChild : vecChildren) {
+            size_t r = static_cast<size_t>(Rank(vecNodes[static_cast<size_t>(nChild)].node));
+            vecRanks.push_back(r);
+            nMinRank = std::min(nMinRank, r);
+        }
+        // First fit: the smallest b >= 1 (not the node's own index when it is a word) whose child cells
+        // are all free. Only b whose smallest-rank cell is free can fit.
+        bool bWord = e.handle >= 0;
+        size_t nOwn = static_cast<size_t>(e.position);
+        size_t nFree = freeCells.FindFree(nMinRank + 1);
+        size_t nBase;
+        for (;;) {
+            nBase = nFree - nMinRank;
+            if (!(bWord && nBase == nOwn)) {
+                bool bFit = true;
+                for (size_t r : vecRanks) {
+                    if (freeCells.IsUsed(nBase + r)) {
+                        bFit = false;
+                        break;
+                    }
+                }
+                if (bFit) break;
+            }
+            nFree = freeCells.FindFree(nFree + 1);
+        }
+        if (nBase + static_cast<size_t>(CODE_COUNT) > static_cast<size_t>(INT_MAX)) break;  // cannot happen
+        {
+            state& st = cell(nOwn);
+            if (bWord) {
+                st.base = -static_cast<int>(nBase);
+                st.handle = e.handle;
+            } else {
+                st.base = static_cast<int>(nBase);
+            }
+        }
+        uint32_t nKey = item.nKey;
+        bool bFirst = true;
+        for (size_t k = 0; k < vecChildren.size(); ++k) {
+            trie_elem& c = vecNodes[static_cast<size_t>(vecChildren[k])];
+            size_t nIndex = nBase + vecRanks[k];
+            c.position = static_cast<int>(nIndex);
+            state& st = cell(nIndex);
+            st.check = static_cast<int>(nOwn);
+            freeCells.Use(nIndex);
+            if (c.child_count == 0) {
+                st.base = -c.position;
+                st.handle = c.handle;
+            } else {
+                work.push(WorkItem{c.child_count, bFirst ? nKey : nNextKey++, vecChildren[k]});
+            }
+            if (bFirst) bFirst = false;
+        }
+    }
+
+    if (bAnyCell) {
+        vecData.resize(nMaxIndex + 1);
+        vecData.shrink_to_fit();
+        m_nLowerBound = static_cast<int>(nMaxIndex);
+    }
+    m_vecData.swap(vecData);
+    m_word_trie.reset();
+    m_bWordAddCompleted = true;
+    return 1;
+}
+
+// ---------------------------------------------------------------------------------------------------------
+// Lookups.
+
+int CPDAT::Step(int nBase, int nPrev, int nRank) const {
+    int64_t p = (nBase < 0 ? -static_cast<int64_t>(nBase) : nBase) + nRank;
+    if (p > m_nLowerBound) return -1;
+    if (m_vecData[static_cast<size_t>(p)].check != nPrev) return -1;
+    return static_cast<int>(p);
+}
+
+int CPDAT::GetLowerBound() const { return m_nLowerBound; }
+
+const CPDAT::state* CPDAT::GetStates() const { return m_vecData.empty() ? nullptr : m_vecData.data(); }
+
+int CPDAT::GetCharRank(int nCode) const {
+    if (nCode < 0 || nCode >= CODE_COUNT) return -1;
+    return Rank(nCode);
+}
+
+int CPDAT::Find(const char* sWord) const {
+    if (sWord == nullptr) return -1;
+    size_t nLen = std::strlen(sWord);
+    if (nLen > UINT_MAX) return -1;
+    return Find(sWord, static_cast<unsigned int>(nLen));
+}
+
+int CPDAT::Find(const char* sWord, unsigned int nLength) const {
+    if (sWord == nullptr || m_vecData.empty()) return -1;
+    const unsigned char* s = reinterpret_cast<const unsigned char*>(sWord);
+    size_t nLen = nLength;
+    size_t i = 0;
+    if (nLen > 2 && HasBom(s, nLen)) i = 3;
+    if (nLen - i > 1 && s[i] == '"' && s[nLen - 1] == '"') {
+        ++i;
+        --nLen;
+    }
+    int nBase = 0, nPrev = -2;
+    bool bWalked = false, bPrevWhite = false;
+    while (i < nLen) {
+        int nCharLen;
+        int nCode = GetCharCode(m_nMode, s, i, nLen, &nCharLen);
+        i += static_cast<size_t>(nCharLen);
+        bool bWhite = IsWhiteCode(nCode);
+        if (bWhite) {
+            if (bPrevWhite) continue;  // a run of white space is one space
+            nCode = CODE_SPACE;
+        }
+        bPrevWhite = bWhite;
+        int nRank = Rank(nCode);
+        if (nRank < 0) return -1;
+        int64_t p = (nBase < 0 ? -static_cast<int64_t>(nBase) : nBase) + nRank;
+        if (p > m_nLowerBound) return -1;
+        const state& st = m_vecData[static_cast<size_t>(p)];
+        // Deliberate: no check test at cell 0, so a walk that lands there always succeeds.
+        if (p != 0 && st.check != nPrev) return -1;
+        nPrev = static_cast<int>(p);
+        nBase = st.base;
+        bWalked = true;
+    }
+    if (!bWalked || nBase > 0) return -1;
+    return m_vecData[static_cast<size_t>(nPrev)].handle;
+}
+
+int CPDAT::Find(int nCode) const {
+    if (nCode < 0 || nCode >= CODE_COUNT || m_vecData.empty()) return -1;
+    int p = Rank(nCode);
+    // Deliberate: a strict bound and a strictly negative base, unlike Find(text): a one-character word in
+    // cell 0 (base 0), or in the last cell, is not found here.
+    if (p < 0 || p >= m_nLowerBound) return -1;
+    const state& st = m_vecData[static_cast<size_t>(p)];
+    if (st.check != -2 || st.base >= 0) return -1;
+    return st.handle;
+}
+
+int CPDAT::GetMaxWord(const char* sText, int* pHandle, bool* pSpace) const {
+    if (pHandle) *pHandle = -1;
+    if (pSpace) *pSpace = false;
+    if (sText == nullptr || m_vecData.empty()) return 0;
+    const unsigned char* s = reinterpret_cast<const unsigned char*>(sText);
+    size_t nLen = TextLength(sText);
+    size_t i = 0, nBest = 0;
+    int nBestHandle = -1, nBase = 0, nPrev = -2;
+    bool bPrevWhite = false, bWhiteSeen = false, bBestWhite = false;
+    while (i < nLen) {
+        int nCharLen;
+        int nCode = GetCharCode(m_nMode, s, i, nLen, &nCharLen);
+        i += static_cast<size_t>(nCharLen);
+        bool bWhite = IsWhiteCode(nCode);
+        if (bWhite) {
+            bWhiteSeen = true;
+            if (bPrevWhite) continue;
+            nCode = CODE_SPACE;
+        }
+        bPrevWhite = bWhite;
+        int nRank = Rank(nCode);
+        if (nRank < 0) break;
+        int p = Step(nBase, nPrev, nRank);
+        if (p < 0) break;
+        const state& st = m_vecData[static_cast<size_t>(p)];
+        nPrev = p;
+        nBase = st.base;
+        if (IsWordEnd(st)) {
+            nBest = i;
+            nBestHandle = st.handle;
+            bBestWhite = bWhiteSeen;
+            if (st.base == -p) break;  // no longer word below
+        }
+    }
+    if (pHandle) *pHandle = nBestHandle;
+    if (pSpace) *pSpace = bBestWhite;
+    return static_cast<int>(nBest);
+}
+
+int CPDAT::GetWords(const char* sText, unsigned int** pHandles, unsigned int** pLengths,
+                    unsigned int* pCap, unsigned int* pCount, int nMinLen) const {
+    bool bCollect = pHandles && pLengths && pCap && pCount;
+    if (pCount) *pCount = 0;
+    if (sText == nullptr || m_vecData.empty()) return 0;
+    const unsigned char* s = reinterpret_cast<const unsigned char*>(sText);
+    size_t nLen = TextLength(sText);
+    size_t i = 0, nBest = 0;
+    int nBase = 0, nPrev = -2;
+    while (i < nLen) {
+        int nCharLen;
+        int nCode = GetCharCode(m_nMode, s, i, nLen, &nCharLen);
+        i += static_cast<size_t>(nCharLen);
+        int nRank = Rank(nCode);
+        if (nRank < 0) break;
+        int p = Step(nBase, nPrev, nRank);
+        if (p < 0) break;
+        const state& st = m_vecData[static_cast<size_t>(p)];
+        nPrev = p;
+        nBase = st.base;
+        if (!IsWordEnd(st)) continue;
+        nBest = i;
+        if (bCollect && static_cast<int64_t>(i) > nMinLen) {
+            if (*pCount >= *pCap) {
+                unsigned int nNewCap = *pCap + 5;
+                void* pNewHandles = std::realloc(*pHandles, sizeof(unsigned int) * nNewCap);
+                if (pNewHandles == nullptr) {
+                    bCollect = false;
+                } else {
+                    *pHandles = static_cast<unsigned int*>(pNewHandles);
+                    void* pNewLengths = std::realloc(*pLengths, sizeof(unsigned int) * nNewCap);
+                    if (pNewLengths == nullptr) {
+                        bCollect = false;
+                    } else {
+                        *pLengths = static_cast<unsigned int*>(pNewLengths);
+                        *pCap = nNewCap;
+                    }
+                }
+            }
+            if (bCollect) {
+                (*pHandles)[*pCount] = static_cast<unsigned int>(st.handle);
+                (*pLengths)[*pCount] = static_cast<unsigned int>(i);
+                ++*pCount;
+            }
+        }
+        if (st.base == -p) break;
+    }
+    return static_cast<int>(nBest);
+}
+
+// ---------------------------------------------------------------------------------------------------------
+// Scans.
+
+int CPDAT::MMScanPosition(const char* sText, std::vector<_stTermPosition>& vecResult,
+                          int nScanMode) const {
+    if (sText == nullptr || m_vecData.empty()) return 0;
+    const unsigned char* s = reinterpret_cast<const unsigned char*>(sText);
+    const size_t nLen = TextLength(sText);
+    const bool bOverlap = (nScanMode == 1);
+    auto charLen = [&](size_t nPos) {
+        int n;
+        GetCharCode(m_nMode, s, nPos, nLen, &n);
+        return static_cast<size_t>(n);
+    };
+    auto emit = [&](int nHandle, size_t nStart, size_t nWordLen) {
+        _stTermPosition hit;
+        hit.nHandle = nHandle;
+        hit.iStartPos = static_cast<int>(nStart);
+        hit.nWordLen = static_cast<int>(nWordLen);
+        vecResult.push_back(hit);
+    };
+    size_t nStart = 0;
+    while (nStart < nLen) {
+        size_t nPos = nStart, nWordLen = 0, nNext;
+        int nHandle = -1, nBase = 0, nPrev = -2;
+        auto valid = [&]() {
+            return nHandle >= 0 && nWordLen >= 1 &&
+                   (nScanMode == 2 || IsValidString(s, nStart, nStart + nWordLen, nLen));
+        };
+        for (;;) {
+            if (nPos >= nLen) {
+                // End of the text: the pending word is emitted and the scan is over.
+                if (valid()) emit(nHandle, nStart, nWordLen);
+                return 0;
+            }
+            int nCharLen;
+            int nCode = GetCharCode(m_nMode, s, nPos, nLen, &nCharLen);
+            if (bOverlap) {
+                // Only a GB2312 hanzi, a lower-case letter or a digit continues a match.
+                bool bHanzi = nCharLen == 2 && s[nPos] >= 0xB0 && s[nPos + 1] >= 0xA1;
+                bool bAlnum = (nCode >= 'a' && nCode <= 'z') || (nCode >= '0' && nCode <= '9');
+                if (!bHanzi && !bAlnum) {
+                    if (nHandle >= 0 && nWordLen >= 1) emit(nHandle, nStart, nWordLen);  // no boundary test
+                    nNext = nStart + charLen(nStart);
+                    break;
+                }
+            }
+            int nRank = Rank(nCode);
+            if (nRank < 0) {
+                if (valid()) {
+                    emit(nHandle, nStart, nWordLen);
+                    nNext = bOverlap ? nStart + charLen(nStart) : nStart + nWordLen;
+                } else {
+                    // Deliberate: with nothing to emit the scan resumes after the unranked character,
+                    // so the text between the start and it is not examined again.
+                    nNext = nPos + static_cast<size_t>(nCharLen);
+                }
+                break;
+            }
+            int p = Step(nBase, nPrev, nRank);
+            if (p < 0) {
+                if (valid()) {
+                    emit(nHandle, nStart, nWordLen);
+                    nNext = bOverlap ? nStart + charLen(nStart) : nStart + nWordLen;
+                } else if (nHandle >= 0 && nWordLen >= 1) {
+                    nNext = nStart + nWordLen;  // a word that fails the boundary test is skipped over
+                } else {
+                    nNext = nStart + charLen(nStart);
+                }
+                break;
+            }
+            const state& st = m_vecData[static_cast<size_t>(p)];
+            nPos += static_cast<size_t>(nCharLen);
+            nPrev = p;
+            nBase = st.base;
+            if (IsWordEnd(st)) {
+                nHandle = st.handle;
+                nWordLen = nPos - nStart;
+                if (st.base == -p) {  // no longer word below: emit now
+                    if (valid()) emit(nHandle, nStart, nWordLen);
+                    nNext = bOverlap ? nStart + charLen(nStart) : nStart + nWordLen;
+                    break;
+                }
+            } else if (nPos - static_cast<size_t>(nCharLen) == nStart) {
+                nWordLen = static_cast<size_t>(nCharLen);
+                nHandle = st.handle;
+            }
+        }
+        nStart = nNext;
+    }
+    return 0;
+}
+
+const char* CPDAT::MMScan(const char* sText, int nScanMode, char cSep) {
+    if (sText == nullptr) return nullptr;
+    std::vector<_stTermPosition> vecHits;
+    MMScanPosition(sText, vecHits, nScanMode);
+    m_sResult.clear();
+    for (const _stTermPosition& hit : vecHits) {
+        m_sResult.append(sText + hit.iStartPos, static_cast<size_t>(hit.nWordLen));
+        m_sResult.push_back(cSep);
+    }
+    return m_sResult.c_str();
+}
+
+const char* CPDAT::MMFullScan(const char* sText, char cSep) {
+    if (sText == nullptr) return nullptr;
+    m_sResult.clear();
+    if (m_vecData.empty()) return m_sResult.c_str();
+    const unsigned char* s = reinterpret_cast<const unsigned char*>(sText);
+    size_t nLen = TextLength(sText);
+    for (size_t nStart = 0; nStart < nLen;) {
+        int nFirstLen;
+        GetCharCode(m_nMode, s, nStart, nLen, &nFirstLen);
+        size_t i = nStart;
+        int nBase = 0, nPrev = -2;
+        while (i < nLen) {
+            int nCharLen;
+            int nRank = Rank(GetCharCode(m_nMode, s, i, nLen, &nCharLen));
+            if (nRank < 0) break;
+            int p = Step(nBase, nPrev, nRank);
+            if (p < 0) break;
+            const state& st = m_vecData[static_cast<size_t>(p)];
+            i += static_cast<size_t>(nCharLen);
+            nPrev = p;
+            nBase = st.base;
+            if (IsWordEnd(st) && st.handle >= 0) {
+                m_sResult.append(sText + nStart, i - nStart);
+                m_sResult.push_back(cSep);
+            }
+            if (st.base == -p) break;
+        }
+        nStart += static_cast<size_t>(nFirstLen);
+    }
+    return m_sResult.c_str();
+}
+
+int CPDAT::SegmentInto(const unsigned char* s, size_t nLen, int nMaxLen, char cSep, bool bAllHandles,
+                       char* sOut, int* pHandles) const {
+    int nHandles = 0;
+    size_t nOut = 0;
+    size_t nStart = 0;
+    while (nStart < nLen) {
+        // The longest word at nStart, cut at nMaxLen bytes when nMaxLen >= 1.
+        size_t nPos = nStart, nBest = 0;
+        int nBestHandle = -1, nBase = 0, nPrev = -2;
+        while (!m_vecData.empty() && nPos < nLen) {
+            int nCharLen;
+            int nRank = Rank(GetCharCode(m_nMode, s, nPos, nLen, &nCharLen));
+            if (nRank < 0) break;
+            int p = Step(nBase, nPrev, nRank);
+            if (p < 0) break;
+            size_t nNextPos = nPos + static_cast<size_t>(nCharLen);
+            if (nMaxLen >= 1 && nNextPos - nStart > static_cast<size_t>(nMaxLen)) break;
+            const state& st = m_vecData[static_cast<size_t>(p)];
+            nPos = nNextPos;
+            nPrev = p;
+            nBase = st.base;
+            if (IsWordEnd(st)) {
+                nBest = nPos - nStart;
+                nBestHandle = st.handle;
+                if (st.base == -p) break;
+            }
+        }
+        size_t nSegLen = nBest;
+        if (nSegLen == 0) {
+            // An unmatched character, with the ASCII bytes that follow it glued on up to a delimiter.
+            int nCharLen;
+            GetCharCode(m_nMode, s, nStart, nLen, &nCharLen);
+            nSegLen = static_cast<size_t>(nCharLen);
+            nBestHandle = -1;
+            if (nSegLen == 1 && s[nStart] < 0x80 && !IsSegmentDelimiter(s[nStart])) {
+                while (nStart + nSegLen < nLen && s[nStart + nSegLen] < 0x80 &&
+                       !IsSegmentDelimiter(s[nStart + nSegLen])) {
+                    ++nSegLen;
+                }
+            }
+        }
+        std::memcpy(sOut + nOut, s + nStart, nSegLen);
+        nOut += nSegLen;
+        sOut[nOut++] = cSep;
+        if (pHandles && (bAllHandles || nBestHandle != -1)) pHandles[nHandles++] = nBestHandle;
+        nStart += nSegLen;
+    }
+    sOut[nOut] = '\0';
+    return nHandles;
+}
+
+int CPDAT::MMSegment(const char* sText, int** pHandles, int* pHandleCap, char** pOut, int* pOutCap,
+                     bool bReserved, bool bAllHandles, int nMaxLen, char cSep) const {
+    if (sText == nullptr || pHandles == nullptr || pHandleCap == nullptr || pOut == nullptr ||
+        pOutCap == nullptr) {
+        return 0;
+    }
+    size_t nLen = std::min<size_t>(TextLength(sText), (INT_MAX - 1) / 6);
+    int nOutNeed = static_cast<int>(6 * nLen + 1);
+    int nHandleNeed = static_cast<int>(nLen + 2);
+    if (*pOut == nullptr || *pOutCap < nOutNeed) {
+        void* p = std::realloc(*pOut, static_cast<size_t>(nOutNeed));
+        if (p == nullptr) return 0;
+        *pOut = static_cast<char*>(p);
+        *pOutCap = nOutNeed;
+    }
+    if (*pHandles == nullptr || *pHandleCap < nHandleNeed) {
+        void* p = std::realloc(*pHandles, sizeof(int) * static_cast<size_t>(nHandleNeed));
+        if (p == nullptr) {
+            (*pOut)[0] = '\0';
+            return 0;
+        }
+        *pHandles = static_cast<int*>(p);
+        *pHandleCap = nHandleNeed;
+    }
+    return SegmentInto(reinterpret_cast<const unsigned char*>(sText), nLen, nMaxLen, cSep, bAllHandles,
+                       *pOut, *pHandles);
+}
+
+const char* CPDAT::MMSegment(const char* sText, int nMaxLen, char cSep) {
+    if (sText == nullptr) return nullptr;
+    size_t nLen = TextLength(sText);
+    m_sResult.assign(2 * nLen + 1, '\0');
+    SegmentInto(reinterpret_cast<const unsigned char*>(sText), nLen, nMaxLen, cSep, false, &m_sResult[0],
+                nullptr);
+    m_sResult.resize(std::strlen(m_sResult.c_str()));
+    return m_sResult.c_str();
+}
+
+float CPDAT::FileSegment(const char* sInputFile, const char* sOutputFile) {
+    if (sInputFile == nullptr || sOutputFile == nullptr) return 0;
+    FILE* fpIn = std::fopen(sInputFile, "rb");
+    if (fpIn == nullptr) return 0;
+    std::string sText;
+    char sBuffer[65536];
+    size_t nRead;
+    while ((nRead = std::fread(sBuffer, 1, sizeof(sBuffer), fpIn)) > 0) sText.append(sBuffer, nRead);
+    std::fclose(fpIn);
+    FILE* fpOut = std::fopen(sOutputFile, "wt");
+    if (fpOut == nullptr) return 0;
+    std::clock_t tStart = std::clock();
+    const char* sResult = MMSegment(sText.c_str(), 0, '\t');
+    double dSeconds = static_cast<double>(std::clock() - tStart) / CLOCKS_PER_SEC;
+    std::fputs(sResult, fpOut);
+    std::fputs("\n", fpOut);
+    std::fclose(fpOut);
+    return static_cast<float>(static_cast<double>(sText.size()) / std::max(dSeconds, 1e-6) / 1000.0);
+}
+
+// ---------------------------------------------------------------------------------------------------------
+// Term frequencies.
+
+std::vector<_stTermFreq>& CPDAT::GetTopWordVector() {
+    std::stable_sort(m_vecTermFreq.begin(), m_vecTermFreq.end());
+    return m_vecTermFreq;
+}
+
+const char* CPDAT::GetTopWords(int n) {
+    GetTopWordVector();
+    m_sTopWords.clear();
+    size_t nCount = n < 0 ? m_vecTermFreq.size() : std::min<size_t>(static_cast<size_t>(n), m_vecTermFreq.size());
+    for (size_t i = 0; i < nCount; ++i) {
+        const std::string& sWord = m_vecTermFreq[i].word;
+        bool bSkip = false;
+        if (sWord.size() > 4) {
+            for (size_t j = 0; j < i && !bSkip; ++j) {
+                const std::string& sEarlier = m_vecTermFreq[j].word;
+                bSkip = sEarlier.size() > 3 && sWord.find(sEarlier) != std::string::npos;
+            }
+        }
+        if (bSkip) continue;  // still counts toward n
+        m_sTopWords += sWord;
+        m_sTopWords += '/';
+        m_sTopWords += std::to_string(m_vecTermFreq[i].freq);
+        m_sTopWords += '#';
+    }
+    return m_sTopWords.c_str();
+}
+
+void WordTermCompare(CPDAT* pFirst, CPDAT* pSecond, std::string& sOnlyFirst, std::string& sOnlySecond,
+                     std::string& sBoth) {
+    sOnlyFirst.clear();
+    sOnlySecond.clear();
+    sBoth.clear();
+    std::map<std::string, int> mapFirst, mapSecond;
+    if (pFirst) {
+        for (const _stTermFreq& t : pFirst->m_vecTermFreq) {
+            if (t.freq >= 0) mapFirst[t.word] += t.freq;
+        }
+    }
+    if (pSecond) {
+        for (const _stTermFreq& t : pSecond->m_vecTermFreq) {
+            if (t.freq >= 0) mapSecond[t.word] += t.freq;
+        }
+    }
+    std::vector<_stTermFreq> vecFirst, vecSecond;
+    std::vector<_stSameTermFreq> vecBoth;
+    for (const auto& kv : mapFirst) {
+        auto it = mapSecond.find(kv.first);
+        if (it == mapSecond.end()) {
+            _stTermFreq t;
+            t.word = kv.first;
+            t.freq = kv.second;
+            vecFirst.push_back(t);
+        } else {
+            _stSameTermFreq t;
+            t.word = kv.first;
+            t.freq = kv.second;
+            t.freq2 = it->second;
+            t.total_freq = kv.second + it->second;
+            vecBoth.push_back(t);
+        }
+    }
+    for (const auto& kv : mapSecond) {
+        if (mapFirst.count(kv.first) == 0) {
+            _stTermFreq t;
+            t.word = kv.first;
+            t.freq = kv.second;
+            vecSecond.push_back(t);
+        }
+    }
+    // Falling frequency; equal frequencies keep the byte order of the words.
+    std::stable_sort(vecFirst.begin(), vecFirst.end());
+    std::stable_sort(vecSecond.begin(), vecSecond.end());
+    std::stable_sort(vecBoth.begin(), vecBoth.end());
+    for (const _stTermFreq& t : vecFirst) sOnlyFirst += t.word + "/" + std::to_string(t.freq) + "#";
+    for (const _stTermFreq& t : vecSecond) sOnlySecond += t.word + "/" + std::to_string(t.freq) + "#";
+    for (const _stSameTermFreq& t : vecBoth) {
+        sBoth += t.word + "/" + std::to_string(t.freq) + "/" + std::to_string(t.freq2) + "#";
+    }
+}
+
+// ---------------------------------------------------------------------------------------------------------
+// Files.
+
+void CPDAT::Clear() {
+    std::vector<state>().swap(m_vecData);
+    m_nLowerBound = 0;
+    m_nItemCount = 0;
+    std::fill(m_charset.begin(), m_charset.end(), -1);
+    std::fill(m_charsetfreq.begin(), m_charsetfreq.end(), 0);
+    m_charsetSize = 0;
+}
+
+int CPDAT::SetEmpty() {
+    // The arrays stay; only the bound and the count are forgotten.
+    m_nLowerBound = 0;
+    m_nItemCount = 0;
+    return 1;
+}
+
+int CPDAT::Save(const char* sFilename) const {
+    if (sFilename == nullptr) return 0;
+    FILE* fp = std::fopen(sFilename, "wb");
+    if (fp == nullptr) return 0;
+    bool bOk = std::fwrite(m_charset.data(), sizeof(int), CODE_COUNT, fp) == CODE_COUNT;
+    int32_t nBound = m_nLowerBound;
+    uint32_t nCount = static_cast<uint32_t>(m_nItemCount);  // low 32 bits
+    int32_t nMode = m_nMode;
+    bOk = bOk && std::fwrite(&nBound, 4, 1, fp) == 1 && std::fwrite(&nCount, 4, 1, fp) == 1;
+    if (!m_vecData.empty()) {
+        size_t nCells = static_cast<size_t>(m_nLowerBound) + 1;
+        bOk = bOk && std::fwrite(m_vecData.data(), sizeof(state), nCells, fp) == nCells;
+    }
+    bOk = bOk && std::fwrite(&nMode, 4, 1, fp) == 1;
+    bOk = (std::fclose(fp) == 0) && bOk;
+    return bOk ? 1 : 0;
+}
+
+int CPDAT::Load(const char* sFilename) {
+    Clear();
+    if (sFilename == nullptr) return 0;
+    FILE* fp = std::fopen(sFilename, "rb");
+    if (fp == nullptr) return 0;
+    struct stat stFile;
+    if (fstat(fileno(fp), &stFile) != 0 || stFile.st_size < PDAT_FIXED_BYTES) {
+        std::fclose(fp);
+        return 0;
+    }
+    const int64_t nFileSize = stFile.st_size;
+    std::vector<int> vecCharset(CODE_COUNT);
+    int32_t nBound = 0, nMode = 0;
+    uint32_t nCount = 0;
+    bool bOk = std::fread(vecCharset.data(), sizeof(int), CODE_COUNT, fp) == CODE_COUNT &&
+               std::fread(&nBound, 4, 1, fp) == 1 && std::fread(&nCount, 4, 1, fp) == 1;
+    // Ranks: each -1..65535, and the ranked codes use every rank 0..n-1 exactly once.
+    int nRanked = 0;
+    if (bOk) {
+        std::vector<unsigned char> vecSeen(CODE_COUNT, 0);
+        for (int r : vecCharset) {
+            if (r < -1 || r >= CODE_COUNT) {
+                bOk = false;
+                break;
+            }
+            if (r < 0) continue;
+            if (vecSeen[static_cast<size_t>(r)]) {
+                bOk = false;
+                break;
+            }
+            vecSeen[static_cast<size_t>(r)] = 1;
+            ++nRanked;
+        }
+        for (int r = 0; bOk && r < nRanked; ++r) bOk = vecSeen[static_cast<size_t>(r)] != 0;
+    }
+    // Sizes: either exactly (bound + 1) states, or none at all for a dictionary never compiled.
+    bool bNoStates = false;
+    if (bOk) {
+        if (nBound < 0 || nBound > INT_MAX - CODE_COUNT - 1) {
+            bOk = false;
+        } else if (nFileSize == PDAT_FIXED_BYTES) {
+            bNoStates = true;
+            bOk = nBound == 0 && nCount == 0;
+        } else {
+            bOk = nFileSize == PDAT_FIXED_BYTES + 12 * (static_cast<int64_t>(nBound) + 1) &&
+                  static_cast<int64_t>(nCount) <= static_cast<int64_t>(nBound) + 1;
+        }
+    }
+    std::vector<state> vecData;
+    if (bOk && !bNoStates) {
+        size_t nCells = static_cast<size_t>(nBound) + 1;
+        vecData.resize(nCells);
+        bOk = std::fread(vecData.data(), sizeof(state), nCells, fp) == nCells;
+        // Every field within range: no walk can then leave the array or overflow.
+        const int nMinBase = std::min(-1, -nBound);
+        for (size_t i = 0; bOk && i < nCells; ++i) {
+            const state& st = vecData[i];
+            bOk = st.base >= nMinBase && st.base <= nBound && st.check >= -2 && st.check <= nBound &&
+                  st.handle >= -1;
+        }
+    }
+    bOk = bOk && std::fread(&nMode, 4, 1, fp) == 1 && nMode >= 0 && nMode <= 2;
+    std::fclose(fp);
+    if (!bOk) return 0;
+    m_charset.swap(vecCharset);
+    m_charsetSize = nRanked;
+    m_vecData.swap(vecData);
+    m_nLowerBound = nBound;
+    m_nItemCount = nCount;
+    m_nMode = nMode;
+    return 1;
+}
+
+int CPDAT::Export(const char* sFilename) const {
+    if (sFilename == nullptr) return 0;
+    FILE* fp = std::fopen(sFilename, "wt");
+    if (fp == nullptr) return 0;
+    std::fprintf(fp, "LowerBound=%d\nm_LowerChar=%d\tUpperChar=%d\tCharset Size=%d\nChar\tCharDec\tRank\tFrequency\n",
+                 m_nLowerBound, m_LowerChar, m_UpperChar, m_charsetSize);
+    for (int c = std::max(m_LowerChar, 0); c <= std::min(m_UpperChar, CODE_COUNT - 1); ++c) {
+        int nRank = Rank(c);
+        if (nRank < 0) continue;
+        char sChar[3] = {0, 0, 0};
+        if (c > 0xFF) {
+            sChar[0] = static_cast<char>(c >> 8);
+            sChar[1] = static_cast<char>(c & 0xFF);
+        } else {
+            sChar[0] = static_cast<char>(c);
+        }
+        std::fprintf(fp, "%d\t%s\t%d\t%d\n", c, sChar, nRank, m_charsetfreq[static_cast<size_t>(c)]);
+    }
+    std::fprintf(fp, "nID\tBase\tCheck\tHandle\n");
+    if (!m_vecData.empty()) {
+        for (int i = 0; i <= m_nLowerBound; ++i) {
+            const state& st = m_vecData[static_cast<size_t>(i)];
+            std::fprintf(fp, "%d\t%d\t%d\t%d\n", i, st.base, st.check, st.handle);
+        }
+    }
+    return std::fclose(fp) == 0 ? 1 : 0;
+}
+
+int CPDAT::Import(const char* sFilename, CPDAT* pExclude) {
+    if (sFilename == nullptr) return 0;
+    FILE* fp = std::fopen(sFilename, "rb");
+    if (fp == nullptr) return 0;
+    if (m_bWordAddCompleted || !m_word_trie) AddWordInit();
+    char sLine[IMPORT_LINE_BYTES];
+    while (std::fgets(sLine, sizeof(sLine), fp) != nullptr) {
+        char* p = sLine;
+        if (HasBom(reinterpret_cast<unsigned char*>(p), std::strlen(p))) p += 3;
+        p += std::strspn(p, " \t\r\n");
+        size_t nToken = std::strcspn(p, " \t\r\n");
+        if (nToken == 0) continue;
+        p[nToken] = '\0';
+        if (pExclude != nullptr && pExclude->Find(p) >= 0) continue;
+        AddWord(p, false);
+        if (m_nItemCount % 100 == 0) {
+            std::printf("%d\t%s Completed!\r", static_cast<int>(m_nItemCount), p);
+        }
+    }
+    std::fclose(fp);
+    AddWordComplete();
+    return static_cast<int>(m_nItemCount);
+}
+
+int CPDAT::AddTrie(const char* /*sLine*/) { return 1; }
+
+void CPDAT::GetPos(char* /*sPos*/, int /*nLen*/) {}
