@@ -7,13 +7,14 @@
 #include <string>
 
 static_assert(sizeof(int) == 4, "the dictionary files store int as 32 bits");
-static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "the dictionary files are little-endian dumps");
+static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__,
+              "the dictionary files are little-endian dumps");
 
 // The library's string type: a byte string, GBK inside the library.
 typedef std::string tstring;
 
-// One keyword hit: the word handle, its byte offset and byte length in the scanned text, and a weight that
-// the scanner fills in.
+// One keyword hit: the word handle, its byte offset and byte length in the scanned text, and a
+// weight that the scanner fills in.
 struct _stTermPosition {
     int nHandle = -1;
     int iStartPos = 0;
@@ -40,8 +41,9 @@ struct map_str {
     std::string dsn;
 };
 
-// Per-handle index entry of the class table and the id map. Both use `start` as the first record; the class
-// table stores the record count in `end`, the id map the index of the last target (inclusive).
+// Per-handle index entry of the class table and the id map. Both use `start` as the first record;
+// the class table stores the record count in `end`, the id map the index of the last target
+// (inclusive).
 // (-1, -1) means no records.
 struct index_t {
     int start = -1;
@@ -50,8 +52,8 @@ struct index_t {
 static_assert(sizeof(index_t) == 8, "index_t is a file record");
 
 // Portability helpers of the Windows C library.
-// itoa: prints nValue into sBuffer with "%o" for radix 8, "%x" for radix 16, "%d" for any other; returns sBuffer.
-// REQUIRES: sBuffer holds at least 12 bytes.
+// itoa: prints nValue into sBuffer with "%o" for radix 8, "%x" for radix 16, "%d" for any other;
+// returns sBuffer. REQUIRES: sBuffer holds at least 12 bytes.
 char* itoa(int nValue, char* sBuffer, int nRadix);
 // strlwr/strupr: fold a NUL-terminated string in place with tolower/toupper; null in, null out.
 char* strlwr(char* sStr);
