@@ -134,8 +134,7 @@ int CTrie::FindNode(const char* sWord, unsigned int nLen) const {
 }
 
 int CTrie::AddTrie(const char* sLine, bool bWordOnly) {
-    // Deliberate: every refused input reports 1, like a first addition; callers treat 1 and 2
-    // alike.
+    // Deliberate: every refused input reports 1, the same result as a first addition.
     if (sLine == nullptr) return 1;
     size_t nLineLen = strnlen(sLine, MAX_LINE_LEN + 1);
     if (nLineLen > static_cast<size_t>(MAX_LINE_LEN)) return 1;
