@@ -1,6 +1,7 @@
 // QMTEncript.cpp: the repeating-key XOR scrambler.
 #include "Encript/QMTEncript.h"
 
+#include <algorithm>
 #include <cstring>
 #include <memory>
 #include <vector>
@@ -30,11 +31,13 @@ CQMTEncript::~CQMTEncript() = default;
 bool CQMTEncript::Encrypt(char* pBuffer, size_t nSize) const {
     if (m_nKeyLen == 0) return false;
     if (pBuffer == nullptr && nSize != 0) return false;
-    unsigned int k = 0;
-    for (size_t i = 0; i < nSize; ++i) {
-        if (k == m_nKeyLen) k = 0;
-        pBuffer[i] = static_cast<char>(pBuffer[i] ^ m_sKey[k]);
-        k = (k + 1) % m_nKeyLen;
+    // Byte i is XORed with key byte i mod m_nKeyLen: the buffer is walked one key length at a time,
+    // so the inner loop has no division and vectorises.
+    const char* pKey = m_sKey.data();
+    for (size_t i = 0; i < nSize; i += m_nKeyLen) {
+        const size_t nRun = std::min<size_t>(m_nKeyLen, nSize - i);
+        char* p = pBuffer + i;
+        for (size_t k = 0; k < nRun; ++k) p[k] = static_cast<char>(p[k] ^ pKey[k]);
     }
     return true;
 }
