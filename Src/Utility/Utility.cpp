@@ -35,12 +35,9 @@ std::string g_sLastErrorMessage;  // guarded by g_mutexLastError
 
 bool IsBlank(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
 
-// FormatNow: the local time with sFormat ("" when the clock cannot be read).
-std::string FormatNow(const char* sFormat) {
-    std::time_t t = std::time(nullptr);
-    struct tm tmLocal;
+// FormatTime: tmLocal with sFormat.
+std::string FormatTime(const struct tm& tmLocal, const char* sFormat) {
     char sBuf[64];
-    if (localtime_r(&t, &tmLocal) == nullptr) return "";
     size_t nLen = std::strftime(sBuf, sizeof(sBuf), sFormat, &tmLocal);
     return std::string(sBuf, nLen);
 }
@@ -91,8 +88,12 @@ void WriteLog(const std::string& sContent, const char* sFilePath, bool bError) {
     const char* sText = sContent.c_str();  // printed with "%s": up to the first NUL
 
     std::lock_guard<std::mutex> lock(g_mutexLog);
-    std::string sTime = FormatNow("%Y-%m-%d %H:%M:%S");
-    std::string sFile = FormatNow("%Y%m%d") + (bError ? ".err" : ".log");
+    // One reading of the clock for both, so a line never carries another day than its file.
+    std::time_t tNow = std::time(nullptr);
+    struct tm tmLocal = {};
+    localtime_r(&tNow, &tmLocal);
+    std::string sTime = FormatTime(tmLocal, "%Y-%m-%d %H:%M:%S");
+    std::string sFile = FormatTime(tmLocal, "%Y%m%d") + (bError ? ".err" : ".log");
     std::string sDir;
     if (sFilePath != nullptr && *sFilePath != '\0') {
         sDir = sFilePath;
