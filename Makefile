@@ -3,14 +3,18 @@ BUILD      ?= build
 JOBS       ?= $(shell nproc 2>/dev/null || echo 2)
 CMAKE_ARGS ?=
 DEB_PACKAGES := cmake make g++ binutils googletest libgtest-dev libgmock-dev libbenchmark-dev python3-jieba
+FUZZ_PACKAGES := clang libclang-rt-14-dev
 
-.PHONY: all deps build test demo bench asan tsan fuzz format clean
+.PHONY: all deps install-packages build test demo bench asan tsan fuzz format clean
 
 all: build
 
 # deps: installs the Debian packages the build, tests and benchmarks need (as root), or prints the line.
 deps:
-	@missing=""; for p in $(DEB_PACKAGES); do \
+	@$(MAKE) --no-print-directory install-packages PACKAGES="$(DEB_PACKAGES)"
+
+install-packages:
+	@missing=""; for p in $(PACKAGES); do \
 	    dpkg-query -W -f='$${Status}' $$p 2>/dev/null | grep -q "install ok installed" || missing="$$missing $$p"; \
 	done; \
 	if [ -z "$$missing" ]; then echo "deps: all packages present"; \
@@ -49,6 +53,7 @@ tsan: deps
 
 # fuzz: libFuzzer targets under clang (the corpora also replay inside `make test`).
 fuzz: deps
+	@$(MAKE) --no-print-directory install-packages PACKAGES="$(FUZZ_PACKAGES)"
 	CC=clang CXX=clang++ cmake -S . -B build-fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo -DVINTREL_BUILD_FUZZ=ON -DVINTREL_BUILD_TESTS=OFF $(CMAKE_ARGS)
 	cmake --build build-fuzz -j $(JOBS)
 	@for f in build-fuzz/fuzz/*_fuzz; do echo "== $$f"; $$f -max_total_time=$${FUZZ_SECONDS:-60} fuzz/corpus/$$(basename $$f _fuzz) || exit 1; done
