@@ -212,18 +212,22 @@ bool IsSegmentDelimiter(unsigned char c) { return std::strchr(" \t-_,.:/~#%^*()"
 
 size_t TextLength(const char* sText) { return std::min<size_t>(std::strlen(sText), INT_MAX - 1); }
 
-// CFreeCells: which cells of the array under construction are used. Cells at or beyond Size() are free.
-// FindFree is a union-find "next free cell at or after i": a used cell links towards i + 1 and the links
-// are compressed, so runs of used cells are crossed in near-constant time.
+// CFreeCells: which cells of the array under construction are used, and the first-fit base search over
+// them.
+//   - m_vecBits: one bit per cell, 1 = used.
+//   - m_vecFull: one bit per 64-cell word of m_vecBits, 1 = all 64 cells used.
+//   - m_vecNext: a union-find "next free cell at or after i": a used cell links towards i + 1 and the
+//     links are compressed, so runs of used cells are crossed in near-constant time.
+// All three cover at least PAD_CELLS free cells beyond the highest used cell, so the search below reads
+// them without bounds checks (a fit always exists just past the highest used cell).
 class CFreeCells {
 public:
-    bool IsUsed(size_t i) const {
-        return i < m_nSize && ((m_vecBits[i >> 6] >> (i & 63)) & 1u) != 0;
-    }
+    bool IsUsed(size_t i) const { return ((m_vecBits[i >> 6] >> (i & 63)) & 1u) != 0; }
+    // FindFree: the first free cell at or after i. REQUIRES: i <= highest used cell + 1.
     size_t FindFree(size_t i) {
         size_t nRoot = i;
-        while (nRoot < m_nSize && m_vecNext[nRoot] != nRoot) nRoot = m_vecNext[nRoot];
-        while (i < m_nSize && i != nRoot) {
+        while (m_vecNext[nRoot] != nRoot) nRoot = m_vecNext[nRoot];
+        while (i != nRoot) {
             size_t nNext = m_vecNext[i];
             m_vecNext[i] = static_cast<uint32_t>(nRoot);
             i = nNext;
@@ -231,27 +235,110 @@ public:
         return nRoot;
     }
     void Use(size_t i) {
-        if (i >= m_nSize) Grow(i + 1);
-        m_vecBits[i >> 6] |= uint64_t{1} << (i & 63);
+        if (i + PAD_CELLS >= m_nSize) Grow(i + PAD_CELLS + 1);
+        uint64_t& nWord = m_vecBits[i >> 6];
+        nWord |= uint64_t{1} << (i & 63);
+        if (nWord == ~uint64_t{0}) m_vecFull[i >> 12] |= uint64_t{1} << ((i >> 6) & 63);
         m_vecNext[i] = static_cast<uint32_t>(i + 1);
     }
     void Reserve(size_t n) {
-        if (n > m_nSize) Grow(n);
+        if (n + PAD_CELLS >= m_nSize) Grow(n + PAD_CELLS + 1);
+    }
+
+    // FindBase: the smallest b >= 1, other than nExclude, such that every cell b + r (r in vecRanks) is
+    // free. vecRanks holds distinct ranks below 65536, nMinRank the smallest.
+    //
+    // Only a b whose smallest-rank cell is free can fit, so the search starts at the first such b. It
+    // takes candidates 64 at a time (a "window" of b = 64j .. 64j + 63) and tests all 64 with one
+    // bitmap read per child; 64 windows at a time are first screened one level up, with m_vecFull: a
+    // window fits nowhere when, for some child, the 64 cells its candidates would use are all used.
+    // Windows are visited in rising order and the lowest fitting b of the first window with one is taken,
+    // so the result is the first fit.
+    size_t FindBase(const std::vector<size_t>& vecRanks, size_t nMinRank, size_t nExclude) {
+        size_t nStart = FindFree(nMinRank + 1) - nMinRank;  // every smaller b has its rmin cell used; >= 1
+        if (vecRanks.size() == 1) {
+            if (nStart != nExclude) return nStart;
+            return FindFree(nStart + nMinRank + 1) - nMinRank;
+        }
+        m_vecProbes.clear();
+        for (size_t r : vecRanks) {
+            Probe probe;
+            probe.nWord = static_cast<uint32_t>(r >> 6);
+            probe.nShift = static_cast<uint32_t>(r & 63);
+            probe.nFullWord = static_cast<uint32_t>(r >> 12);
+            probe.nFullShift = static_cast<uint32_t>((r >> 6) & 63);
+            probe.nFullWord2 = static_cast<uint32_t>(((r >> 6) + 1) >> 6);
+            probe.nFullShift2 = static_cast<uint32_t>(((r >> 6) + 1) & 63);
+            m_vecProbes.push_back(probe);
+        }
+        const uint64_t* pBits = m_vecBits.data();
+        const uint64_t* pFull = m_vecFull.data();
+        for (size_t nGroup = nStart >> 12;; ++nGroup) {
+            // Window j uses, for a child of rank r, the cells 64j + r .. 64j + r + 63: word j + r/64, and
+            // the next one unless r is a multiple of 64.
+            uint64_t nViable = ~uint64_t{0};
+            for (const Probe& probe : m_vecProbes) {
+                uint64_t nBlocked = Extract(pFull + nGroup + probe.nFullWord, probe.nFullShift);
+                if (probe.nShift != 0) {
+                    nBlocked &= Extract(pFull + nGroup + probe.nFullWord2, probe.nFullShift2);
+                }
+                nViable &= ~nBlocked;
+                if (nViable == 0) break;
+            }
+            if (nGroup == (nStart >> 12)) nViable &= ~uint64_t{0} << ((nStart >> 6) & 63);
+            while (nViable != 0) {
+                size_t nWindowWord = nGroup * 64 + static_cast<size_t>(__builtin_ctzll(nViable));
+                nViable &= nViable - 1;
+                uint64_t nFit = ~uint64_t{0};
+                for (size_t k = 0; k < m_vecProbes.size(); ++k) {
+                    const Probe& probe = m_vecProbes[k];
+                    nFit &= ~Extract(pBits + nWindowWord + probe.nWord, probe.nShift);
+                    if (nFit == 0) {
+                        // The child that ruled out this window is tested first on the next one.
+                        if (k != 0) std::swap(m_vecProbes[0], m_vecProbes[k]);
+                        break;
+                    }
+                }
+                size_t nWindow = nWindowWord * 64;
+                if (nWindow < nStart) nFit &= ~uint64_t{0} << (nStart - nWindow);
+                if (nExclude >= nWindow && nExclude - nWindow < 64) {
+                    nFit &= ~(uint64_t{1} << (nExclude - nWindow));
+                }
+                if (nFit != 0) return nWindow + static_cast<size_t>(__builtin_ctzll(nFit));
+            }
+        }
     }
 
 private:
+    // Free cells kept beyond the highest used one: the largest rank, a group of windows and a word more.
+    static constexpr size_t PAD_CELLS = 65536 + 8192;
+
+    struct Probe {
+        uint32_t nWord, nShift;            // the child's offset in m_vecBits: words, bits
+        uint32_t nFullWord, nFullShift;    // the same in m_vecFull
+        uint32_t nFullWord2, nFullShift2;  // ... for the next word of m_vecBits
+    };
+
+    // Extract: the 64 bits starting at bit nShift of p[0], continuing into p[1].
+    static uint64_t Extract(const uint64_t* p, uint32_t nShift) {
+        // (p[1] << 1) << (63 - nShift) is p[1] << (64 - nShift), and 0 when nShift is 0.
+        return (p[0] >> nShift) | ((p[1] << 1) << (63 - nShift));
+    }
     void Grow(size_t nNeeded) {
-        size_t nNew = std::max<size_t>({nNeeded, m_nSize * 2, 4096});
-        nNew = (nNew + 63) & ~size_t{63};
-        m_vecBits.resize(nNew / 64, 0);
+        size_t nNew = std::max<size_t>(nNeeded, m_nSize * 2);
+        nNew = (nNew + 4095) & ~size_t{4095};
+        m_vecBits.resize(nNew / 64 + 2, 0);
+        m_vecFull.resize(nNew / 4096 + 2, 0);
         m_vecNext.resize(nNew);
         for (size_t j = m_nSize; j < nNew; ++j) m_vecNext[j] = static_cast<uint32_t>(j);
         m_nSize = nNew;
     }
 
-    std::vector<uint64_t> m_vecBits;   // 1 = used
-    std::vector<uint32_t> m_vecNext;   // union-find links
-    size_t m_nSize = 0;
+    std::vector<uint64_t> m_vecBits;  // 1 = used
+    std::vector<uint64_t> m_vecFull;  // 1 = the 64 cells of that word of m_vecBits are all used
+    std::vector<uint32_t> m_vecNext;  // union-find links
+    std::vector<Probe> m_vecProbes;   // FindBase's children, the last window's killer first
+    size_t m_nSize = 0;               // cells covered
 };
 
 }  // namespace
@@ -483,7 +570,7 @@ int CPDAT::AddWordComplete() {
     std::vector<state> vecData;
     vecData.reserve(nInitial);
     size_t nMaxIndex = 0;
-    bool bAnyCell = false;
+    bool bAnyCell = false, bOverflow = false;
     auto cell = [&](size_t nIndex) -> state& {
         if (nIndex >= vecData.size()) {
             if (nIndex >= vecData.capacity()) vecData.reserve(std::max(nIndex + 100, vecData.capacity() * 2));
@@ -536,40 +623,28 @@ int CPDAT::AddWordComplete() {
         freeCells.Use(nIndex);
     }
 
-    std::vector<size_t> vecRanks;
+    std::vector<size_t> vecRanks, vecSorted;
     while (!work.empty()) {
         WorkItem item = work.top();
         work.pop();
         trie_elem& e = vecNodes[static_cast<size_t>(item.nNode)];
         collectChildren(item.nNode);
         vecRanks.clear();
-        size_t nMinRank = SIZE_MAX;
         for (int nChild : vecChildren) {
-            size_t r = static_cast<size_t>(Rank(vecNodes[static_cast<size_t>(nChild)].node));
-            vecRanks.push_back(r);
-            nMinRank = std::min(nMinRank, r);
+            vecRanks.push_back(static_cast<size_t>(Rank(vecNodes[static_cast<size_t>(nChild)].node)));
         }
-        // First fit: the smallest b >= 1 (not the node's own index when it is a word) whose child cells
-        // are all free. Only b whose smallest-rank cell is free can fit.
+        vecSorted.assign(vecRanks.begin(), vecRanks.end());
+        // First fit: the smallest b >= 1 whose child cells are all free, skipping b equal to the node's
+        // own index when the node is a word (-b would then read as "a word without children").
         bool bWord = e.handle >= 0;
         size_t nOwn = static_cast<size_t>(e.position);
-        size_t nFree = freeCells.FindFree(nMinRank + 1);
-        size_t nBase;
-        for (;;) {
-            nBase = nFree - nMinRank;
-            if (!(bWord && nBase == nOwn)) {
-                bool bFit = true;
-                for (size_t r : vecRanks) {
-                    if (freeCells.IsUsed(nBase + r)) {
-                        bFit = false;
-                        break;
-                    }
-                }
-                if (bFit) break;
-            }
-            nFree = freeCells.FindFree(nFree + 1);
+        std::sort(vecSorted.begin(), vecSorted.end());  // the crowded low cells are tested first
+        size_t nMaxRank = vecSorted.back();
+        size_t nBase = freeCells.FindBase(vecSorted, vecSorted.front(), bWord ? nOwn : SIZE_MAX);
+        if (nBase + nMaxRank >= static_cast<size_t>(INT_MAX)) {
+            bOverflow = true;  // more cells than an int can index: give up
+            break;
         }
-        if (nBase + static_cast<size_t>(CODE_COUNT) > static_cast<size_t>(INT_MAX)) break;  // cannot happen
         {
             state& st = cell(nOwn);
             if (bWord) {
@@ -598,6 +673,11 @@ int CPDAT::AddWordComplete() {
         }
     }
 
+    if (bOverflow) {
+        // Cannot happen with real word lists: the dictionary is left empty.
+        vecData.clear();
+        bAnyCell = false;
+    }
     if (bAnyCell) {
         vecData.resize(nMaxIndex + 1);
         vecData.shrink_to_fit();

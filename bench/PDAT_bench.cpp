@@ -1,0 +1,182 @@
+// PDAT_bench.cpp: CPDAT building, compiling and scanning speed.
+//
+// Keywords come from jieba's dictionary (UTF-8 "word freq tag" lines, converted to GBK; words that do not
+// convert or have fewer than two characters are left out); the scanned text is the PKU test text of the
+// SIGHAN 2005 bakeoff (GBK). Benchmarks whose input is missing are skipped with an error.
+#include <benchmark/benchmark.h>
+#include <iconv.h>
+#include <sys/resource.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <random>
+#include <string>
+#include <unordered_set>
+#include <vector>
+
+#include "Utility/PDAT.h"
+
+namespace {
+
+const char JIEBA_DICT[] = "/usr/lib/python3/dist-packages/jieba/dict.txt";
+
+std::string ReadFileBytes(const std::string& sPath) {
+    std::string sBytes;
+    FILE* fp = std::fopen(sPath.c_str(), "rb");
+    if (fp == nullptr) return sBytes;
+    char sBuffer[1 << 16];
+    size_t n;
+    while ((n = std::fread(sBuffer, 1, sizeof(sBuffer), fp)) > 0) sBytes.append(sBuffer, n);
+    std::fclose(fp);
+    return sBytes;
+}
+
+// Number of characters of a UTF-8 text (lead bytes).
+size_t Utf8Chars(const std::string& s) {
+    size_t n = 0;
+    for (unsigned char c : s) n += (c & 0xC0) != 0x80;
+    return n;
+}
+
+// JiebaWords: the GBK words of two or more characters, in file order (empty when the file is missing).
+const std::vector<std::string>& JiebaWords() {
+    static const std::vector<std::string> vecWords = [] {
+        std::vector<std::string> vec;
+        FILE* fp = std::fopen(JIEBA_DICT, "rb");
+        if (fp == nullptr) return vec;
+        iconv_t cd = iconv_open("GBK", "UTF-8");
+        char sLine[4096];
+        while (std::fgets(sLine, sizeof(sLine), fp) != nullptr) {
+            std::string sWord(sLine, std::strcspn(sLine, " \t\r\n"));
+            if (Utf8Chars(sWord) < 2) continue;
+            char sOut[4096];
+            char* pIn = sWord.data();
+            size_t nIn = sWord.size();
+            char* pOut = sOut;
+            size_t nOut = sizeof(sOut);
+            iconv(cd, nullptr, nullptr, nullptr, nullptr);
+            if (iconv(cd, &pIn, &nIn, &pOut, &nOut) == static_cast<size_t>(-1)) continue;
+            vec.emplace_back(sOut, sizeof(sOut) - nOut);
+        }
+        iconv_close(cd);
+        std::fclose(fp);
+        return vec;
+    }();
+    return vecWords;
+}
+
+// PairWords: nCount distinct keywords made of two jieba words (fixed seed).
+const std::vector<std::string>& PairWords() {
+    static const std::vector<std::string> vecPairs = [] {
+        std::vector<std::string> vec;
+        const std::vector<std::string>& vecWords = JiebaWords();
+        if (vecWords.empty()) return vec;
+        const size_t nCount = 1000000;
+        std::mt19937 rng(20260101);
+        std::unordered_set<std::string> setSeen;
+        setSeen.reserve(nCount * 2);
+        vec.reserve(nCount);
+        while (vec.size() < nCount) {
+            std::string s = vecWords[rng() % vecWords.size()] + vecWords[rng() % vecWords.size()];
+            if (setSeen.insert(s).second) vec.push_back(std::move(s));
+        }
+        return vec;
+    }();
+    return vecPairs;
+}
+
+double PeakRssMiB() {
+    struct rusage usage;
+    getrusage(RUSAGE_SELF, &usage);
+    return static_cast<double>(usage.ru_maxrss) / 1024.0;  // ru_maxrss is in KiB on Linux
+}
+
+int64_t TotalBytes(const std::vector<std::string>& vec) {
+    int64_t n = 0;
+    for (const std::string& s : vec) n += static_cast<int64_t>(s.size());
+    return n;
+}
+
+// Times AddWordComplete alone (the AddWord calls are not timed).
+void RunCompile(benchmark::State& state, const std::vector<std::string>& vecWords) {
+    if (vecWords.empty()) {
+        state.SkipWithError("jieba dictionary not found");
+        return;
+    }
+    for (auto _ : state) {
+        state.PauseTiming();
+        auto pDict = std::make_unique<CPDAT>(0);
+        for (const std::string& s : vecWords) pDict->AddWord(s.c_str());
+        state.ResumeTiming();
+        pDict->AddWordComplete();
+        benchmark::DoNotOptimize(pDict->GetLowerBound());
+        state.PauseTiming();
+        state.counters["cells"] = pDict->GetLowerBound() + 1;
+        state.counters["words"] = static_cast<double>(pDict->GetItemCount());
+        pDict.reset();
+        state.ResumeTiming();
+    }
+    state.SetBytesProcessed(state.iterations() * TotalBytes(vecWords));
+    state.counters["peak_rss_MiB"] = PeakRssMiB();
+}
+
+// Times a whole build: AddWord for every word, then AddWordComplete.
+void RunBuild(benchmark::State& state, const std::vector<std::string>& vecWords) {
+    if (vecWords.empty()) {
+        state.SkipWithError("jieba dictionary not found");
+        return;
+    }
+    for (auto _ : state) {
+        CPDAT dict(0);
+        for (const std::string& s : vecWords) dict.AddWord(s.c_str());
+        dict.AddWordComplete();
+        benchmark::DoNotOptimize(dict.GetLowerBound());
+    }
+    state.SetBytesProcessed(state.iterations() * TotalBytes(vecWords));
+    state.counters["peak_rss_MiB"] = PeakRssMiB();
+}
+
+void BM_CPDAT_AddWordComplete_Jieba(benchmark::State& state) { RunCompile(state, JiebaWords()); }
+void BM_CPDAT_Build_Jieba(benchmark::State& state) { RunBuild(state, JiebaWords()); }
+void BM_CPDAT_AddWordComplete_1MPairs(benchmark::State& state) { RunCompile(state, PairWords()); }
+void BM_CPDAT_Build_1MPairs(benchmark::State& state) { RunBuild(state, PairWords()); }
+
+BENCHMARK(BM_CPDAT_AddWordComplete_Jieba)->Unit(benchmark::kMillisecond)->Iterations(3);
+BENCHMARK(BM_CPDAT_Build_Jieba)->Unit(benchmark::kMillisecond)->Iterations(3);
+BENCHMARK(BM_CPDAT_AddWordComplete_1MPairs)->Unit(benchmark::kMillisecond)->Iterations(1);
+BENCHMARK(BM_CPDAT_Build_1MPairs)->Unit(benchmark::kMillisecond)->Iterations(1);
+
+// MMScanPosition in scan mode 1 over the news text with the first n keywords of a fixed shuffle of the
+// jieba words (all of them when n is 0).
+void BM_CPDAT_MMScanPosition(benchmark::State& state) {
+    static const std::string sText =
+        ReadFileBytes(std::string(VINTREL_SHARED_DIR) + "/benchmarks/sighan2005/pku_test.txt");
+    const std::vector<std::string>& vecWords = JiebaWords();
+    if (sText.empty() || vecWords.empty()) {
+        state.SkipWithError("news text or jieba dictionary not found");
+        return;
+    }
+    std::vector<std::string> vecKeys = vecWords;
+    std::shuffle(vecKeys.begin(), vecKeys.end(), std::mt19937(7));
+    size_t nKeys = state.range(0) == 0 ? vecKeys.size()
+                                       : std::min(vecKeys.size(), static_cast<size_t>(state.range(0)));
+    CPDAT dict(0);
+    for (size_t i = 0; i < nKeys; ++i) dict.AddWord(vecKeys[i].c_str());
+    dict.AddWordComplete();
+    std::vector<_stTermPosition> vecHits;
+    for (auto _ : state) {
+        vecHits.clear();
+        dict.MMScanPosition(sText.c_str(), vecHits, 1);
+        benchmark::DoNotOptimize(vecHits.data());
+    }
+    state.SetBytesProcessed(state.iterations() * static_cast<int64_t>(sText.size()));
+    state.counters["keywords"] = static_cast<double>(nKeys);
+    state.counters["hits"] = static_cast<double>(vecHits.size());
+}
+BENCHMARK(BM_CPDAT_MMScanPosition)->Arg(1000)->Arg(100000)->Arg(0)->Unit(benchmark::kMillisecond);
+
+}  // namespace
+
+BENCHMARK_MAIN();
