@@ -1,0 +1,708 @@
+// PDAT_test.cpp: CPDAT, the double-array trie dictionary: building, lookups, scans, the deliberate
+// quirks callers rely on, the .pdat file (golden bytes, round trip, damaged copies) and the text outputs.
+#include "Utility/PDAT.h"
+
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "support/TestSupport.h"
+
+namespace {
+
+using vt_test::G;
+
+struct Hit {
+    int nHandle, nStart, nLen;
+    bool operator==(const Hit& o) const {
+        return nHandle == o.nHandle && nStart == o.nStart && nLen == o.nLen;
+    }
+};
+std::ostream& operator<<(std::ostream& os, const Hit& h) {
+    return os << "{" << h.nHandle << "," << h.nStart << "," << h.nLen << "}";
+}
+
+std::vector<Hit> Scan(const CPDAT& dict, const std::string& sText, int nScanMode) {
+    std::vector<_stTermPosition> vecHits;
+    EXPECT_EQ(dict.MMScanPosition(sText.c_str(), vecHits, nScanMode), 0);
+    std::vector<Hit> vec;
+    for (const _stTermPosition& t : vecHits) vec.push_back({t.nHandle, t.iStartPos, t.nWordLen});
+    return vec;
+}
+
+// Build: a compiled dictionary of the words, handles 0, 1, 2 ... in order.
+void Build(CPDAT& dict, const std::vector<std::string>& vecWords) {
+    for (const std::string& s : vecWords) dict.AddWord(s.c_str());
+    dict.AddWordComplete();
+}
+
+std::string Int32(int32_t n) { return std::string(reinterpret_cast<const char*>(&n), 4); }
+
+// ---------------------------------------------------------------------------------------------------------
+// Building.
+
+TEST(PDATBuild, HandlesAreDenseAndDuplicatesKeepTheirHandle) {
+    CPDAT dict(0);
+    EXPECT_EQ(dict.AddWord("abc"), 0);
+    EXPECT_EQ(dict.AddWord(G("中国").c_str()), 1);
+    EXPECT_EQ(dict.AddWord("ab"), 2);  // a prefix of an earlier word is a new word
+    EXPECT_EQ(dict.AddWord("abc"), 0);
+    EXPECT_EQ(dict.AddWord("ABC"), 0);  // mode 0 folds capitals
+    EXPECT_EQ(dict.GetItemCount(), 3u);
+    EXPECT_EQ(dict.FindWord("ab"), 2);
+    EXPECT_EQ(dict.FindWord("abcd"), -1);
+    EXPECT_EQ(dict.FindWord("a"), -1);  // a node, but no word
+    EXPECT_EQ(dict.GetItemCount(), 3u);  // FindWord adds nothing
+    EXPECT_EQ(dict.AddWord("xyz", 17, false), 17);  // caller-given handle
+    EXPECT_EQ(dict.GetItemCount(), 4u);
+    EXPECT_EQ(dict.AddWord(nullptr), -1);
+    EXPECT_EQ(dict.AddWord(""), -1);
+    EXPECT_EQ(dict.AddWord("\xEF\xBB\xBF"), -1);  // nothing but a byte-order mark
+    EXPECT_EQ(dict.AddWord("\xEF\xBB\xBF" "ab"), 2);
+    EXPECT_EQ(dict.AddWord("q", -4, false), -1);
+    EXPECT_EQ(dict.Find("abc"), -1);  // nothing compiled yet
+
+    EXPECT_EQ(dict.AddWordComplete(), 1);
+    EXPECT_EQ(dict.Find("abc"), 0);
+    EXPECT_EQ(dict.Find("ABC"), 0);
+    EXPECT_EQ(dict.Find(G("中国").c_str()), 1);
+    EXPECT_EQ(dict.Find("ab"), 2);
+    EXPECT_EQ(dict.Find("xyz"), 17);
+    EXPECT_EQ(dict.Find("a"), -1);
+    EXPECT_EQ(dict.Find("abcd"), -1);
+    EXPECT_EQ(dict.AddWordComplete(), 1);  // a second call changes nothing
+    EXPECT_EQ(dict.Find("abc"), 0);
+    EXPECT_EQ(dict.AddWord("late"), -1);  // no build in progress
+}
+
+TEST(PDATBuild, ModesCodeCharactersDifferently) {
+    CPDAT dict1(1);
+    EXPECT_EQ(dict1.AddWord("ABC"), 0);
+    EXPECT_EQ(dict1.AddWord("abc"), 1);  // mode 1: bytes, no folding
+    dict1.AddWordComplete();
+    EXPECT_EQ(dict1.Find("ABC"), 0);
+    EXPECT_EQ(dict1.Find("abc"), 1);
+    CPDAT dict1g(1);
+    Build(dict1g, {G("中")});
+    EXPECT_GE(dict1g.GetCharRank(0xD6), 0);  // single bytes of the GBK pair
+    EXPECT_EQ(dict1g.GetCharRank(0xD6D0), -1);
+
+    // Mode 2 folds full-width forms, brackets and quotes, drops separators inside a word and strips them
+    // at its end.
+    CPDAT dict2(2);
+    EXPECT_EQ(dict2.AddWord(G("ａＢ１").c_str()), 0);
+    EXPECT_EQ(dict2.AddWord("AB1"), 0);
+    EXPECT_EQ(dict2.AddWord("x,_ y"), 1);  // the separator run is not stored
+    EXPECT_EQ(dict2.AddWord("xy"), 1);
+    EXPECT_EQ(dict2.AddWord(G("xy，").c_str()), 1);
+    EXPECT_EQ(dict2.AddWord(G("xy、 ").c_str()), 1);
+    EXPECT_EQ(dict2.AddWord(G("（c】“d").c_str()), 2);
+    EXPECT_EQ(dict2.AddWord("(c)\"d"), 2);
+    EXPECT_EQ(dict2.AddWord(","), -1);  // one byte is not stripped, and a separator is never stored
+    EXPECT_EQ(dict2.AddWord(G("，").c_str()), -1);
+    dict2.AddWordComplete();
+    EXPECT_EQ(dict2.Find("ab1"), 0);
+    EXPECT_EQ(dict2.Find(G("ａｂ１").c_str()), 0);
+    EXPECT_EQ(dict2.Find("xy"), 1);
+    EXPECT_EQ(dict2.Find(G("（c）”d").c_str()), 2);
+    EXPECT_EQ(dict2.GetCharRank(9), -1);
+    // Find folds white space to a space, which mode 2 never stores: a text with a separator is not found.
+    EXPECT_EQ(dict2.Find("x y"), -1);
+}
+
+// Deliberate: FindWord counts the characters it looks at, so lookups during a build change the ranks.
+TEST(PDATBuild, FindWordCountsCharacters) {
+    CPDAT plain(0), looked(0);
+    Build(plain, {"ab"});
+    looked.AddWord("ab");
+    EXPECT_EQ(looked.FindWord("b"), -1);
+    EXPECT_EQ(looked.FindWord("b"), -1);
+    EXPECT_EQ(looked.FindWord("c"), -1);
+    looked.AddWordComplete();
+    EXPECT_EQ(plain.GetCharRank('a'), 0);  // equal counts: the lower code first
+    EXPECT_EQ(plain.GetCharRank('b'), 1);
+    EXPECT_EQ(looked.GetCharRank('b'), 0);  // b counted three times
+    EXPECT_EQ(looked.GetCharRank('a'), 1);
+    EXPECT_EQ(looked.GetCharRank('c'), 2);  // ranked, though in no word
+    EXPECT_EQ(looked.Find("ab"), 0);
+    EXPECT_EQ(looked.Find("c"), -1);
+}
+
+// Deliberate: a filter word stops every word that extends it, when frequencies are counted.
+TEST(PDATBuild, FilterWordsStopExtensions) {
+    CPDAT dict(0);
+    EXPECT_EQ(dict.AddFilterWord("ab"), 0);
+    EXPECT_EQ(dict.AddWord("abc", true), -1);
+    EXPECT_EQ(dict.AddWord("ab", true), 0);  // the filter word itself: its count stays -1
+    EXPECT_EQ(dict.AddWord("xy", true), 1);
+    EXPECT_EQ(dict.AddWord("xy", true), 1);
+    EXPECT_EQ(dict.AddWord("abd", false), 2);  // without counting the filter does not apply
+    EXPECT_EQ(dict.GetItemCount(), 3u);
+    EXPECT_STREQ(dict.GetTopWords(-1), "xy/2#ab/-1#");
+}
+
+// Deliberate: AddWordInit restarts the words but keeps the character range seen so far.
+TEST(PDATBuild, AddWordInitKeepsCharacterRangeAndOldArray) {
+    vt_test::CTempDir dir;
+    CPDAT dict(0);
+    Build(dict, {"z"});
+    EXPECT_EQ(dict.AddWordInit(), 1);
+    EXPECT_EQ(dict.GetItemCount(), 0u);
+    EXPECT_EQ(dict.Find("z"), 0);  // the old array answers until the next compile
+    EXPECT_EQ(dict.AddWord("a"), 0);
+    dict.AddWordComplete();
+    EXPECT_EQ(dict.Find("z"), -1);
+    EXPECT_EQ(dict.Find("a"), 0);
+    ASSERT_EQ(dict.Export(dir.File("d.txt").c_str()), 1);
+    std::string sDump = vt_test::ReadWholeFile(dir.File("d.txt"));
+    EXPECT_EQ(sDump.substr(0, sDump.find("Char\t")),
+              "LowerBound=0\nm_LowerChar=97\tUpperChar=122\tCharset Size=1\n");
+}
+
+// ---------------------------------------------------------------------------------------------------------
+// The layout, reasoned by hand.
+//
+// Mode 0, words "ab" (0), "ac" (1), "b" (2). Counts a 2, b 2, c 1: ranks a 0, b 1, c 2 (equal counts go
+// to the lower code). The root's children sit at their ranks: a in cell 0 (check -2, expanded later), b
+// in cell 1 (a word without children: base -1, handle 2). Node a has children b and c: base 1 fits (cells
+// 2 and 3 are free), so ab goes to cell 2 and ac to cell 3, each a word without children (base -index).
+const std::vector<CPDAT::state> kGoldenStates = {{1, -2, -1}, {-1, -2, 2}, {-2, 0, 0}, {-3, 0, 1}};
+
+TEST(PDATLayout, GoldenStatesAndFileBytes) {
+    vt_test::CTempDir dir;
+    CPDAT dict(0);
+    Build(dict, {"ab", "ac", "b"});
+    ASSERT_EQ(dict.GetLowerBound(), 3);
+    const CPDAT::state* pStates = dict.GetStates();
+    ASSERT_NE(pStates, nullptr);
+    for (size_t i = 0; i < kGoldenStates.size(); ++i) {
+        EXPECT_EQ(pStates[i].base, kGoldenStates[i].base) << i;
+        EXPECT_EQ(pStates[i].check, kGoldenStates[i].check) << i;
+        EXPECT_EQ(pStates[i].handle, kGoldenStates[i].handle) << i;
+    }
+    // Ranks, lower bound, item count, the states, the mode.
+    std::string sExpected(262144, '\xFF');
+    sExpected.replace('a' * 4, 4, Int32(0));
+    sExpected.replace('b' * 4, 4, Int32(1));
+    sExpected.replace('c' * 4, 4, Int32(2));
+    sExpected += Int32(3) + Int32(3);
+    for (const CPDAT::state& st : kGoldenStates) sExpected += Int32(st.base) + Int32(st.check) + Int32(st.handle);
+    sExpected += Int32(0);
+    ASSERT_EQ(dict.Save(dir.File("g.pdat").c_str()), 1);
+    EXPECT_TRUE(vt_test::ReadWholeFile(dir.File("g.pdat")) == sExpected);
+
+    ASSERT_EQ(dict.Export(dir.File("g.txt").c_str()), 1);
+    EXPECT_EQ(vt_test::ReadWholeFile(dir.File("g.txt")),
+              "LowerBound=3\nm_LowerChar=97\tUpperChar=99\tCharset Size=3\nChar\tCharDec\tRank\tFrequency\n"
+              "97\ta\t0\t2\n98\tb\t1\t2\n99\tc\t2\t1\n"
+              "nID\tBase\tCheck\tHandle\n0\t1\t-2\t-1\n1\t-1\t-2\t2\n2\t-2\t0\t0\n3\t-3\t0\t1\n");
+}
+
+// Mode 0, words "aab" (0), "aac" (1), "ab" (2): counts a 5, b 2, c 1. Root child a in cell 0. Node a
+// (children a, b) is no word: base 1 puts a in cell 1, b in cell 2 (word "ab"). Node aa (children b, c,
+// in cell 1) tries base 1 (cells 2, 3: 2 is used), then base 2 (cells 3, 4).
+TEST(PDATLayout, FirstFitSkipsUsedCells) {
+    CPDAT dict(0);
+    Build(dict, {"aab", "aac", "ab"});
+    const std::vector<CPDAT::state> vecExpected = {
+        {1, -2, -1}, {2, 0, -1}, {-2, 0, 2}, {-3, 1, 0}, {-4, 1, 1}};
+    ASSERT_EQ(dict.GetLowerBound(), 4);
+    for (size_t i = 0; i < vecExpected.size(); ++i) {
+        EXPECT_EQ(dict.GetStates()[i].base, vecExpected[i].base) << i;
+        EXPECT_EQ(dict.GetStates()[i].check, vecExpected[i].check) << i;
+        EXPECT_EQ(dict.GetStates()[i].handle, vecExpected[i].handle) << i;
+    }
+    // "b" (0), "bb" (1): counts b 3; the word b sits in cell 0 and has a child of rank 0. Base 1 is the
+    // first try and fits, so b gets base -1 and bb cell 1.
+    CPDAT word(0);
+    Build(word, {"b", "bb"});
+    ASSERT_EQ(word.GetLowerBound(), 1);
+    EXPECT_EQ(word.GetStates()[0].base, -1);
+    EXPECT_EQ(word.GetStates()[0].handle, 0);
+    EXPECT_EQ(word.GetStates()[1].base, -1);
+    EXPECT_EQ(word.GetStates()[1].check, 0);
+    // "xa" (0), "x" (1), "a" (2), "xb" (3): counts x 3, a 2, b 1 -> ranks x 0, a 1, b 2. Root children x
+    // (cell 0) and a (cell 1, word). Node x is a word in cell 0: base 1 would use cells 2 (a) and 3 (b),
+    // both free, so b = 1; the own-index skip does not apply (b != 0).
+    CPDAT own(0);
+    Build(own, {"xa", "x", "a", "xb"});
+    EXPECT_EQ(own.GetStates()[0].base, -1);
+    EXPECT_EQ(own.GetStates()[2].check, 0);
+    EXPECT_EQ(own.GetStates()[3].check, 0);
+}
+
+// The own-index skip: a word node in cell p never gets base p (its stored -p would read as "no
+// children"). Words "ba" (0), "b" (1), "a" (2), "c" (3), "ca" (4): counts a 3, b 2, c 2 -> ranks a 0,
+// b 1, c 2. Root children b (cell 1), a (cell 0, no children: base 0), c (cell 2). Node b (cell 1, a word)
+// has one child a (rank 0): base 1 would be its own index -> skipped; base 2 -> cell 2 used; base 3 ->
+// cell 3. Node c (cell 2, a word): base 1 -> cell 1 used; base 2 is its own index -> skipped; base 3 ->
+// cell 3 used; base 4 -> cell 4.
+TEST(PDATLayout, WordNodeSkipsItsOwnIndexAsBase) {
+    CPDAT dict(0);
+    Build(dict, {"ba", "b", "a", "c", "ca"});
+    const std::vector<CPDAT::state> vecExpected = {
+        {0, -2, 2}, {-3, -2, 1}, {-4, -2, 3}, {-3, 1, 0}, {-4, 2, 4}};
+    ASSERT_EQ(dict.GetLowerBound(), 4);
+    for (size_t i = 0; i < vecExpected.size(); ++i) {
+        EXPECT_EQ(dict.GetStates()[i].base, vecExpected[i].base) << i;
+        EXPECT_EQ(dict.GetStates()[i].check, vecExpected[i].check) << i;
+        EXPECT_EQ(dict.GetStates()[i].handle, vecExpected[i].handle) << i;
+    }
+    EXPECT_EQ(dict.Find("ba"), 0);
+    EXPECT_EQ(dict.Find("ca"), 4);
+    EXPECT_EQ(dict.Find("b"), 1);
+}
+
+// ---------------------------------------------------------------------------------------------------------
+// Lookups and their deliberate edges.
+
+// Deliberate: Find(text) skips the check test at cell 0 and accepts base 0; Find(code) needs a strictly
+// negative base and an index strictly below the lower bound.
+TEST(PDATLookup, FindAndFindCodeDifferAtTheEdges) {
+    CPDAT dict(0);
+    Build(dict, {"a", "b"});  // a in cell 0 (base 0), b in cell 1 (base -1), lower bound 1
+    EXPECT_EQ(dict.Find("a"), 0);
+    EXPECT_EQ(dict.Find("b"), 1);
+    EXPECT_EQ(dict.Find(static_cast<int>('a')), -1);  // base 0 is not negative
+    EXPECT_EQ(dict.Find(static_cast<int>('b')), -1);  // index 1 is not below the bound 1
+    EXPECT_EQ(dict.Find("aa"), 0);                    // the second step lands on cell 0 again, unchecked
+    EXPECT_EQ(dict.Find("aaa"), 0);
+    EXPECT_EQ(dict.Find("ab"), -1);
+
+    CPDAT wide(0);
+    Build(wide, {"x", "x", "x", "yz"});  // x in cell 0 (base 0); y in cell 1; z in cell 3
+    EXPECT_EQ(wide.GetLowerBound(), 3);
+    EXPECT_EQ(wide.Find("x"), 0);
+    EXPECT_EQ(wide.Find("xx"), 0);
+    EXPECT_EQ(wide.Find(static_cast<int>('x')), -1);
+    EXPECT_EQ(wide.Find(static_cast<int>('y')), -1);  // not a word
+    EXPECT_EQ(wide.Find("yz"), 1);
+
+    CPDAT codes(0);
+    Build(codes, {"q", "r", "qr", "s"});
+    // q is a word with a child: in cell 0 but with a negative base, so Find(code) finds it.
+    EXPECT_EQ(codes.Find(static_cast<int>('q')), 0);
+    EXPECT_EQ(codes.Find(static_cast<int>('r')), 1);
+    EXPECT_EQ(codes.Find(static_cast<int>('s')), 3);
+    for (int nCode : {-1, 65536, INT_MAX, INT_MIN}) EXPECT_EQ(codes.Find(nCode), -1);
+    EXPECT_EQ(codes.Find(static_cast<int>('z')), -1);
+}
+
+TEST(PDATLookup, FindTextRules) {
+    CPDAT dict(0);
+    Build(dict, {"new york", "ab", G("中国"), "\xB0"});  // the last: a lone lead byte as a word
+    EXPECT_EQ(dict.Find("new york"), 0);
+    EXPECT_EQ(dict.Find("new \t\r\n york"), 0);  // white space runs fold to one space
+    EXPECT_EQ(dict.Find("new\tyork"), 0);
+    EXPECT_EQ(dict.Find("\"ab\""), 1);           // surrounding double quotes dropped
+    EXPECT_EQ(dict.Find("\xEF\xBB\xBF" "ab"), 1);
+    EXPECT_EQ(dict.Find("\"ab"), -1);
+    EXPECT_EQ(dict.Find("ab", 1), -1);           // explicit length
+    EXPECT_EQ(dict.Find("abc", 2), 1);
+    EXPECT_EQ(dict.Find("\xB0"), 3);
+    EXPECT_EQ(dict.Find(G("中").c_str()), -1);
+    EXPECT_EQ(dict.Find(G("中国").c_str()), 2);
+    EXPECT_EQ(dict.Find(G("中国").substr(0, 3).c_str()), -1);  // ends in a lone lead byte
+    EXPECT_EQ(dict.Find(nullptr), -1);
+    EXPECT_EQ(dict.Find(""), -1);
+    EXPECT_EQ(dict.Find("\"\""), -1);
+    EXPECT_EQ(dict.Find(nullptr, 5), -1);
+}
+
+TEST(PDATLookup, GetMaxWordAndGetWords) {
+    CPDAT dict(0);
+    Build(dict, {"a", "ab", "abc", "abcd", "new york", "x"});
+    int nHandle = 7;
+    bool bSpace = true;
+    EXPECT_EQ(dict.GetMaxWord("abcx", &nHandle, &bSpace), 3);
+    EXPECT_EQ(nHandle, 2);
+    EXPECT_FALSE(bSpace);
+    EXPECT_EQ(dict.GetMaxWord("abcdef", &nHandle), 4);
+    EXPECT_EQ(nHandle, 3);
+    EXPECT_EQ(dict.GetMaxWord("new   york!", &nHandle, &bSpace), 10);  // the folded run is counted
+    EXPECT_EQ(nHandle, 4);
+    EXPECT_TRUE(bSpace);
+    EXPECT_EQ(dict.GetMaxWord("zab", &nHandle, &bSpace), 0);  // starts with an unranked character
+    EXPECT_EQ(nHandle, -1);
+    EXPECT_FALSE(bSpace);
+    EXPECT_EQ(dict.GetMaxWord("ba", &nHandle), 0);
+    EXPECT_EQ(dict.GetMaxWord("abcd", nullptr, nullptr), 4);
+    EXPECT_EQ(dict.GetMaxWord(nullptr, &nHandle), 0);
+    EXPECT_EQ(nHandle, -1);
+
+    unsigned int* pHandles = nullptr;
+    unsigned int* pLengths = nullptr;
+    unsigned int nCap = 0, nCount = 99;
+    EXPECT_EQ(dict.GetWords("abcdx", &pHandles, &pLengths, &nCap, &nCount, 0), 4);
+    ASSERT_EQ(nCount, 4u);
+    EXPECT_EQ(nCap, 5u);  // grown by 5
+    for (unsigned i = 0; i < 4; ++i) {
+        EXPECT_EQ(pHandles[i], i);
+        EXPECT_EQ(pLengths[i], i + 1);
+    }
+    EXPECT_EQ(dict.GetWords("abcd", &pHandles, &pLengths, &nCap, &nCount, 2), 4);  // longest, whatever nMinLen
+    ASSERT_EQ(nCount, 2u);
+    EXPECT_EQ(pLengths[0], 3u);
+    EXPECT_EQ(pLengths[1], 4u);
+    EXPECT_EQ(dict.GetWords("new york", &pHandles, &pLengths, &nCap, &nCount, 0), 8);
+    EXPECT_EQ(dict.GetWords("new  york", &pHandles, &pLengths, &nCap, &nCount, 0), 0);  // no folding
+    EXPECT_EQ(nCount, 0u);
+    EXPECT_EQ(dict.GetWords(nullptr, &pHandles, &pLengths, &nCap, &nCount, 0), 0);
+    EXPECT_EQ(dict.GetWords("abc", nullptr, nullptr, nullptr, nullptr, 0), 3);
+    std::free(pHandles);
+    std::free(pLengths);
+}
+
+// ---------------------------------------------------------------------------------------------------------
+// Scanning.
+
+TEST(PDATScan, OverlappingHitsOnlyInScanMode1) {
+    const std::string sXY = G("中国"), sY = G("国");
+    CPDAT dict(0);
+    Build(dict, {sXY, sY});
+    EXPECT_EQ(Scan(dict, sXY, 1), (std::vector<Hit>{{0, 0, 4}, {1, 2, 2}}));
+    EXPECT_EQ(Scan(dict, sXY, 0), (std::vector<Hit>{{0, 0, 4}}));
+    EXPECT_EQ(Scan(dict, sXY, 2), (std::vector<Hit>{{0, 0, 4}}));
+    const std::string sText = G("在中国，国家");
+    EXPECT_EQ(Scan(dict, sText, 0), (std::vector<Hit>{{0, 2, 4}, {1, 8, 2}}));
+    EXPECT_EQ(Scan(dict, sText, 1), (std::vector<Hit>{{0, 2, 4}, {1, 4, 2}, {1, 8, 2}}));
+}
+
+// Deliberate: scan modes 0 and 1 never match inside a longer English word or number; mode 2 does.
+TEST(PDATScan, WordBoundaryTestInModes0And1Only) {
+    CPDAT dict(0);
+    Build(dict, {"ab", "12"});
+    for (int nMode : {0, 1}) {
+        EXPECT_TRUE(Scan(dict, "cab", nMode).empty()) << nMode;
+        EXPECT_TRUE(Scan(dict, "abc", nMode).empty()) << nMode;
+        EXPECT_TRUE(Scan(dict, "3125", nMode).empty()) << nMode;
+        EXPECT_EQ(Scan(dict, "x ab 12.", nMode), (std::vector<Hit>{{0, 2, 2}, {1, 5, 2}})) << nMode;
+        EXPECT_EQ(Scan(dict, "ab12", nMode), (std::vector<Hit>{{0, 0, 2}, {1, 2, 2}})) << nMode;
+    }
+    EXPECT_EQ(Scan(dict, "cab", 2), (std::vector<Hit>{{0, 1, 2}}));
+    EXPECT_EQ(Scan(dict, "abc", 2), (std::vector<Hit>{{0, 0, 2}}));
+}
+
+// Deliberate: when an attempt meets a character without rank and has no word to emit, scanning resumes
+// after that character, so a keyword starting inside the attempt is missed; a failing step instead
+// resumes one character after the start.
+TEST(PDATScan, ResumesAfterUnrankedCharacter) {
+    CPDAT dict(0);
+    Build(dict, {G("中国人"), G("国"), G("中")});
+    for (int nMode : {0, 1}) {
+        // 中国 walks on and 们 has no rank: the pending word 中 is emitted, and the scan goes on after it.
+        EXPECT_EQ(Scan(dict, G("中国们国"), nMode), (std::vector<Hit>{{2, 0, 2}, {1, 2, 2}, {1, 6, 2}}))
+            << nMode;
+    }
+    CPDAT nopending(0);
+    Build(nopending, {G("中国人"), G("国")});
+    for (int nMode : {0, 1}) {
+        // Nothing pending when 们 stops the walk: 国 at offset 2 is never examined.
+        EXPECT_EQ(Scan(nopending, G("中国们国"), nMode), (std::vector<Hit>{{1, 6, 2}})) << nMode;
+        // A failing step (中 after 中国) resumes one character after the start instead.
+        EXPECT_EQ(Scan(nopending, G("中国中"), nMode), (std::vector<Hit>{{1, 2, 2}})) << nMode;
+    }
+    // At the end of the text the pending word, if any, is emitted and the scan is over.
+    EXPECT_TRUE(Scan(nopending, G("中国"), 0).empty());
+    EXPECT_EQ(Scan(dict, G("中国"), 0), (std::vector<Hit>{{2, 0, 2}}));
+}
+
+TEST(PDATScan, ScanMode1StopsAtOtherCharacters) {
+    CPDAT dict(0);
+    Build(dict, {"a-b", "ab", G("中国")});
+    EXPECT_TRUE(Scan(dict, "a-b", 1).empty());  // '-' may not continue a match
+    EXPECT_EQ(Scan(dict, "a-b", 0), (std::vector<Hit>{{0, 0, 3}}));
+    EXPECT_EQ(Scan(dict, "ab-" + G("中国"), 1), (std::vector<Hit>{{1, 0, 2}, {2, 3, 4}}));
+}
+
+TEST(PDATScan, BadTextsAreSafe) {
+    CPDAT dict(0);
+    Build(dict, {G("中国"), "ab"});
+    EXPECT_TRUE(Scan(dict, "", 1).empty());
+    std::vector<_stTermPosition> vecHits;
+    EXPECT_EQ(dict.MMScanPosition(nullptr, vecHits, 1), 0);
+    EXPECT_TRUE(vecHits.empty());
+    const std::string sLead = G("中国").substr(0, 3);  // ends in a lone lead byte
+    for (int nMode = -1; nMode <= 3; ++nMode) {
+        EXPECT_TRUE(Scan(dict, sLead, nMode).empty()) << nMode;
+        EXPECT_TRUE(Scan(dict, "\xD6", nMode).empty()) << nMode;
+    }
+    std::string sBig;
+    for (int i = 0; i < 200000; ++i) sBig += G("中国") + " ab ";
+    EXPECT_EQ(Scan(dict, sBig, 1).size(), 400000u);
+    // Never compiled: nothing is found.
+    CPDAT empty(0);
+    EXPECT_TRUE(Scan(empty, G("中国ab"), 1).empty());
+    EXPECT_EQ(empty.Find("ab"), -1);
+    EXPECT_EQ(empty.Find(static_cast<int>('a')), -1);
+    EXPECT_EQ(empty.GetMaxWord("ab", nullptr), 0);
+    EXPECT_EQ(empty.GetStates(), nullptr);
+    EXPECT_TRUE(empty.IsEmpty());
+}
+
+TEST(PDATScan, SegmentScanAndFullScan) {
+    const std::string sZhongguo = G("中国"), sRenmin = G("人民");
+    CPDAT dict(0);
+    Build(dict, {sZhongguo, sRenmin, "hello", G("中国人")});
+    const std::string sText = G("中国人民hello world,ok们");
+    int* pHandles = nullptr;
+    char* pOut = nullptr;
+    int nHandleCap = 0, nOutCap = 0;
+    int n = dict.MMSegment(sText.c_str(), &pHandles, &nHandleCap, &pOut, &nOutCap, false, false, 0, '/');
+    EXPECT_EQ(std::string(pOut), G("中国人/民/hello/ /world/,/ok/们/"));
+    EXPECT_GE(nOutCap, static_cast<int>(6 * sText.size() + 1));
+    ASSERT_EQ(n, 2);
+    EXPECT_EQ(pHandles[0], 3);
+    EXPECT_EQ(pHandles[1], 2);
+    n = dict.MMSegment(sText.c_str(), &pHandles, &nHandleCap, &pOut, &nOutCap, false, true, 0, '/');
+    ASSERT_EQ(n, 8);
+    EXPECT_EQ(pHandles[1], -1);
+    // A length limit cuts the walk: 中国人 is 6 bytes.
+    n = dict.MMSegment(sText.c_str(), &pHandles, &nHandleCap, &pOut, &nOutCap, false, false, 4, '/');
+    EXPECT_EQ(std::string(pOut), G("中国/人民/hello/ /world/,/ok/们/"));
+    EXPECT_EQ(n, 2);
+    EXPECT_EQ(dict.MMSegment(nullptr, &pHandles, &nHandleCap, &pOut, &nOutCap, false, false, 0, '/'), 0);
+    std::free(pHandles);
+    std::free(pOut);
+
+    EXPECT_STREQ(dict.MMSegment(G("人民中国").c_str(), 0, '|'), G("人民|中国|").c_str());
+    EXPECT_STREQ(dict.MMSegment("", 0, '|'), "");
+    EXPECT_EQ(dict.MMSegment(nullptr, 0, '|'), nullptr);
+    EXPECT_STREQ(dict.MMScan(G("我爱中国人民").c_str(), 0, ' '), G("中国人 ").c_str());
+    EXPECT_STREQ(dict.MMFullScan(G("中国人民").c_str(), ' '), G("中国 中国人 人民 ").c_str());
+
+    vt_test::CTempDir dir;
+    ASSERT_TRUE(vt_test::WriteWholeFile(dir.File("in.txt"), G("人民中国")));
+    EXPECT_GT(dict.FileSegment(dir.File("in.txt").c_str(), dir.File("out.txt").c_str()), 0.0f);
+    EXPECT_EQ(vt_test::ReadWholeFile(dir.File("out.txt")), G("人民\t中国\t") + "\n");
+    EXPECT_EQ(dict.FileSegment(dir.File("missing.txt").c_str(), dir.File("out2.txt").c_str()), 0.0f);
+}
+
+// ---------------------------------------------------------------------------------------------------------
+// Term frequencies.
+
+TEST(PDATTerms, TopWordsSkipContainedTerms) {
+    CPDAT dict(0);
+    for (const char* s : {"中国", "中国", "中国", "中国人", "人民", "人民", "ab"}) dict.AddWord(G(s).c_str(), true);
+    // Falling counts: 中国 3, 人民 2, then 中国人 1 and ab 1 in insertion order. 中国人 (6 bytes) contains
+    // the earlier 中国 (4 bytes) and is left out, but still counts toward n.
+    EXPECT_EQ(std::string(dict.GetTopWords(-1)), G("中国/3#人民/2#ab/1#"));
+    EXPECT_EQ(std::string(dict.GetTopWords(3)), G("中国/3#人民/2#"));
+    EXPECT_EQ(std::string(dict.GetTopWords(0)), "");
+    std::vector<_stTermFreq>& vec = dict.GetTopWordVector();
+    ASSERT_EQ(vec.size(), 4u);
+    EXPECT_EQ(vec[0].freq, 3);
+
+    CPDAT other(0);
+    for (const char* s : {"ab", "ab", "xy"}) other.AddWord(s, true);
+    std::string sFirst, sSecond, sBoth;
+    WordTermCompare(&dict, &other, sFirst, sSecond, sBoth);
+    EXPECT_EQ(sFirst, G("中国/3#人民/2#中国人/1#"));
+    EXPECT_EQ(sSecond, "xy/1#");
+    EXPECT_EQ(sBoth, "ab/1/2#");
+    WordTermCompare(nullptr, nullptr, sFirst, sSecond, sBoth);
+    EXPECT_EQ(sFirst + sSecond + sBoth, "");
+}
+
+// ---------------------------------------------------------------------------------------------------------
+// Files.
+
+std::vector<std::string> SampleWords(uint32_t nSeed, size_t nCount) {
+    std::mt19937 rng(nSeed);
+    std::vector<std::string> vec;
+    for (size_t i = 0; i < nCount; ++i) {
+        std::string s;
+        for (unsigned n = 1 + rng() % 4; n > 0; --n) {
+            if (rng() % 3 == 0) {
+                s += static_cast<char>('a' + rng() % 6);
+            } else {
+                s += static_cast<char>(0xB0 + rng() % 6);
+                s += static_cast<char>(0xA1 + rng() % 20);
+            }
+        }
+        vec.push_back(s);
+    }
+    return vec;
+}
+
+// ExpectSameAnswers: two dictionaries answer every lookup alike.
+void ExpectSameAnswers(const CPDAT& a, const CPDAT& b, const std::vector<std::string>& vecWords) {
+    std::string sText;
+    for (const std::string& s : vecWords) {
+        ASSERT_EQ(a.Find(s.c_str()), b.Find(s.c_str())) << s;
+        ASSERT_EQ(a.Find((s + "a").c_str()), b.Find((s + "a").c_str())) << s;
+        int h1, h2;
+        ASSERT_EQ(a.GetMaxWord((s + s).c_str(), &h1), b.GetMaxWord((s + s).c_str(), &h2));
+        ASSERT_EQ(h1, h2);
+        sText += s + (sText.size() % 3 ? " " : "");
+    }
+    for (int c = 0; c < 65536; ++c) ASSERT_EQ(a.Find(c), b.Find(c)) << c;
+    for (int nMode = 0; nMode < 3; ++nMode) ASSERT_EQ(Scan(a, sText, nMode), Scan(b, sText, nMode));
+}
+
+TEST(PDATFile, SaveLoadRoundTripAndSameBytes) {
+    vt_test::CTempDir dir;
+    const std::vector<std::string> vecWords = SampleWords(5, 3000);
+    CPDAT dict(2);
+    Build(dict, vecWords);
+    ASSERT_EQ(dict.Save(dir.File("a.pdat").c_str()), 1);
+    const std::string sBytes = vt_test::ReadWholeFile(dir.File("a.pdat"));
+    EXPECT_EQ(sBytes.size(), 262156u + 12u * (static_cast<size_t>(dict.GetLowerBound()) + 1));
+
+    CPDAT loaded(0);
+    ASSERT_EQ(loaded.Load(dir.File("a.pdat").c_str()), 1);
+    EXPECT_EQ(loaded.GetMode(), 2);  // the mode comes from the file
+    EXPECT_EQ(loaded.GetItemCount(), dict.GetItemCount());
+    EXPECT_EQ(loaded.GetLowerBound(), dict.GetLowerBound());
+    ExpectSameAnswers(dict, loaded, vecWords);
+    ASSERT_EQ(loaded.Save(dir.File("b.pdat").c_str()), 1);
+    EXPECT_TRUE(vt_test::ReadWholeFile(dir.File("b.pdat")) == sBytes);
+
+    CPDAT again(2);
+    Build(again, vecWords);
+    ASSERT_EQ(again.Save(dir.File("c.pdat").c_str()), 1);
+    EXPECT_TRUE(vt_test::ReadWholeFile(dir.File("c.pdat")) == sBytes);
+
+    // A dictionary never compiled has no states: the file is the fixed part only, and loads as empty.
+    CPDAT blank(1);
+    ASSERT_EQ(blank.Save(dir.File("blank.pdat").c_str()), 1);
+    EXPECT_EQ(vt_test::ReadWholeFile(dir.File("blank.pdat")).size(), 262156u);
+    ASSERT_EQ(loaded.Load(dir.File("blank.pdat").c_str()), 1);
+    EXPECT_EQ(loaded.GetMode(), 1);
+    EXPECT_EQ(loaded.Find(vecWords[0].c_str()), -1);
+    EXPECT_EQ(dict.Save(dir.File("nodir/x.pdat").c_str()), 0);
+    EXPECT_EQ(dict.Save(nullptr), 0);
+}
+
+// ExpectEmptyAndUsable: a failed load leaves an empty dictionary that answers safely.
+void ExpectEmptyAndUsable(const CPDAT& dict, const std::vector<std::string>& vecWords) {
+    EXPECT_TRUE(dict.IsEmpty());
+    EXPECT_EQ(dict.GetItemCount(), 0u);
+    EXPECT_EQ(dict.GetStates(), nullptr);
+    for (size_t i = 0; i < vecWords.size(); i += 97) EXPECT_EQ(dict.Find(vecWords[i].c_str()), -1);
+    EXPECT_TRUE(Scan(dict, vecWords[0] + vecWords[1], 1).empty());
+}
+
+TEST(PDATFile, DamagedFilesAreRefused) {
+    vt_test::CTempDir dir;
+    const std::vector<std::string> vecWords = SampleWords(9, 400);
+    CPDAT good(0);
+    Build(good, vecWords);
+    ASSERT_EQ(good.Save(dir.File("good.pdat").c_str()), 1);
+    const std::string sGood = vt_test::ReadWholeFile(dir.File("good.pdat"));
+    std::string sText;
+    for (size_t i = 0; i < 50; ++i) sText += vecWords[i];
+
+    CPDAT dict(0);
+    vt_test::ForEachDamagedCopy(sGood, dir.File("bad.pdat"), 40, 300, 17, [&](bool bTruncated) {
+        int nResult = dict.Load(dir.File("bad.pdat").c_str());
+        if (bTruncated) {
+            EXPECT_EQ(nResult, 0);
+        }
+        if (nResult == 0) {
+            ExpectEmptyAndUsable(dict, vecWords);
+        } else {
+            // Flipped bytes that pass every check: lookups stay inside the array.
+            for (size_t i = 0; i < vecWords.size(); i += 13) dict.Find(vecWords[i].c_str());
+            for (int nMode = 0; nMode < 3; ++nMode) Scan(dict, sText, nMode);
+            for (int c = 0; c < 65536; c += 7) dict.Find(c);
+        }
+    });
+    ASSERT_EQ(dict.Load(dir.File("good.pdat").c_str()), 1);
+    ExpectSameAnswers(good, dict, vecWords);
+
+    // Targeted damage: each field out of range.
+    const size_t nBound = 262144, nCount = 262148, nStates = 262152;
+    const size_t nLast = sGood.size() - 4;
+    auto patched = [&](size_t nOffset, int32_t nValue) {
+        std::string s = sGood;
+        s.replace(nOffset, 4, Int32(nValue));
+        return s;
+    };
+    const int nLowerBound = good.GetLowerBound();
+    const std::vector<std::string> vecBad = {
+        patched(nBound, 0x7FFFFFF0),                      // huge lower bound
+        patched(nBound, -1),                              // negative lower bound
+        patched(nBound, nLowerBound - 1),                 // size no longer matches
+        patched(nCount, nLowerBound + 2),                 // more words than cells
+        patched('a' * 4, 70000),                          // rank out of range
+        patched('a' * 4, -2),
+        patched('a' * 4, good.GetCharRank(0xB0A1)),       // duplicate rank
+        patched(nStates + 12 * 5 + 4, nLowerBound + 1),   // check beyond the array
+        patched(nStates + 12 * 5 + 4, -3),
+        patched(nStates + 12 * 7, nLowerBound + 1),       // base beyond the array
+        patched(nStates + 12 * 7, INT_MIN),
+        patched(nStates + 12 * 9 + 8, -7),                // handle
+        patched(nLast, 3),                                // mode
+        patched(nLast, -1),
+        sGood + "x",                                      // trailing byte
+        sGood.substr(0, 262156),                          // states missing, bound not 0
+    };
+    for (size_t i = 0; i < vecBad.size(); ++i) {
+        ASSERT_TRUE(vt_test::WriteWholeFile(dir.File("bad.pdat"), vecBad[i]));
+        EXPECT_EQ(dict.Load(dir.File("bad.pdat").c_str()), 0) << "case " << i;
+        ExpectEmptyAndUsable(dict, vecWords);
+    }
+    // A rank table with a gap (a rank missing) is refused too.
+    std::string sGap = sGood;
+    for (int c = 0; c < 65536; ++c) {
+        if (good.GetCharRank(c) == 0) sGap.replace(static_cast<size_t>(c) * 4, 4, Int32(-1));
+    }
+    ASSERT_TRUE(vt_test::WriteWholeFile(dir.File("bad.pdat"), sGap));
+    EXPECT_EQ(dict.Load(dir.File("bad.pdat").c_str()), 0);
+    EXPECT_EQ(dict.Load(dir.File("missing.pdat").c_str()), 0);
+    EXPECT_EQ(dict.Load(nullptr), 0);
+    ExpectEmptyAndUsable(dict, vecWords);
+    ASSERT_EQ(dict.Load(dir.File("good.pdat").c_str()), 1);
+    EXPECT_EQ(dict.Find(vecWords[3].c_str()), good.Find(vecWords[3].c_str()));
+}
+
+TEST(PDATFile, SetEmptyKeepsTheArrays) {
+    CPDAT dict(0);
+    Build(dict, {"a", "bc"});
+    EXPECT_EQ(dict.SetEmpty(), 1);
+    EXPECT_TRUE(dict.IsEmpty());
+    EXPECT_EQ(dict.GetItemCount(), 0u);
+    EXPECT_EQ(dict.Find("bc"), -1);  // beyond the bound now
+    EXPECT_EQ(dict.Find("a"), 0);    // cell 0 is still within it
+    EXPECT_EQ(dict.AddTrie("x"), 1);
+}
+
+TEST(PDATFile, ImportReadsFirstTokens) {
+    vt_test::CTempDir dir;
+    CPDAT exclude(0);
+    Build(exclude, {"skip"});
+    std::string sFile = "alpha n\n   \n\xEF\xBB\xBF" "beta\tx\n  skip 3\nalpha\n" + G("中国") + " ns\r\n";
+    ASSERT_TRUE(vt_test::WriteWholeFile(dir.File("w.txt"), sFile));
+    CPDAT dict(0);
+    EXPECT_EQ(dict.Import(dir.File("w.txt").c_str(), &exclude), 3);
+    EXPECT_EQ(dict.Find("alpha"), 0);
+    EXPECT_EQ(dict.Find("beta"), 1);
+    EXPECT_EQ(dict.Find(G("中国").c_str()), 2);
+    EXPECT_EQ(dict.Find("skip"), -1);
+    EXPECT_EQ(dict.Find("n"), -1);
+    CPDAT all(0);
+    EXPECT_EQ(all.Import(dir.File("w.txt").c_str()), 4);
+    EXPECT_EQ(all.Import(dir.File("missing.txt").c_str()), 0);
+    EXPECT_EQ(all.Import(nullptr), 0);
+
+    // Progress every 100 words; a line longer than the 3072-byte buffer is read in pieces.
+    std::string sMany;
+    for (int i = 0; i < 250; ++i) sMany += "w" + std::to_string(i) + "\n";
+    sMany += std::string(5000, 'z') + "\n";
+    ASSERT_TRUE(vt_test::WriteWholeFile(dir.File("many.txt"), sMany));
+    CPDAT many(0);
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(many.Import(dir.File("many.txt").c_str()), 252);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "100\tw99 Completed!\r200\tw199 Completed!\r");
+    EXPECT_EQ(many.Find(std::string(3071, 'z').c_str()), 250);
+    EXPECT_EQ(many.Find(std::string(5000 - 3071, 'z').c_str()), 251);
+}
+
+}  // namespace
