@@ -51,12 +51,14 @@ tsan: deps
 	cmake --build build-tsan -j $(JOBS)
 	TSAN_OPTIONS=halt_on_error=1 ctest --test-dir build-tsan --output-on-failure -L threads -j $(JOBS)
 
-# fuzz: libFuzzer targets under clang (the corpora also replay inside `make test`).
+# fuzz: libFuzzer targets under clang; new inputs go to build-fuzz/corpus/<Target>/ (the committed
+# seeds in fuzz/corpus/ also replay inside `make test`).
 fuzz: deps
 	@$(MAKE) --no-print-directory install-packages PACKAGES="$(FUZZ_PACKAGES)"
 	CC=clang CXX=clang++ cmake -S . -B build-fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo -DVINTREL_BUILD_FUZZ=ON -DVINTREL_BUILD_TESTS=OFF $(CMAKE_ARGS)
 	cmake --build build-fuzz -j $(JOBS)
-	@for f in build-fuzz/fuzz/*_fuzz; do echo "== $$f"; $$f -max_total_time=$${FUZZ_SECONDS:-60} fuzz/corpus/$$(basename $$f _fuzz) || exit 1; done
+	@for f in build-fuzz/fuzz/*_fuzz; do t=$$(basename $$f _fuzz); mkdir -p build-fuzz/corpus/$$t; echo "== $$t"; \
+	    $$f -max_total_time=$${FUZZ_SECONDS:-60} build-fuzz/corpus/$$t fuzz/corpus/$$t || exit 1; done
 
 format:
 	find Src tests bench tools fuzz -name '*.h' -o -name '*.cpp' -o -name '*.c' | xargs clang-format -i

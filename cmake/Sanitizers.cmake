@@ -10,3 +10,9 @@ elseif(VINTREL_SANITIZE STREQUAL "thread")
 elseif(VINTREL_SANITIZE)
     message(FATAL_ERROR "VINTREL_SANITIZE must be empty, 'address' or 'thread'")
 endif()
+
+# Fuzz builds instrument the whole library for coverage, with ASan and UBSan.
+if(VINTREL_BUILD_FUZZ)
+    add_compile_options(-fsanitize=fuzzer-no-link,address,undefined -fno-omit-frame-pointer)
+    add_link_options(-fsanitize=address,undefined)
+endif()
