@@ -32,8 +32,10 @@
 //      go to the end.
 //
 // Doing step 3 literally is quadratic: the list is scanned for the best node each time, and the base
-// search tries b = 1, 2, 3 ... over long runs of occupied cells. The compiler here produces the very same
-// array faster:
+// search tries b = 1, 2, 3 ... over long runs of used cells (nodes with one child, which would fill the
+// holes early in the array, all come last, so for most of the build the low cells are a dense field
+// with scattered holes that every search must cross). The compiler here produces the very same array
+// faster:
 //   - The work list becomes a binary heap ordered by (child count descending, order key ascending). The
 //     root's children get keys 0, 1, 2 ... in list order; an expanded node's first child inherits the
 //     node's key (it takes the node's slot, so it stands exactly where the node stood relative to every
@@ -41,20 +43,37 @@
 //     list). Nodes without children are never entered (the literal procedure drops them, which changes no
 //     other entry's relative order). The top of the heap is therefore always the node the list scan would
 //     pick.
-//   - A base b can only fit if the cell of the child with the smallest rank, rmin, is free, so the
-//     candidates for b, in increasing order, are exactly f - rmin for the free cells f >= rmin + 1 in
-//     increasing order. Free cells are found with a "next free cell at or after i" union-find over the
-//     cells (path compression; occupying cell i links it to i + 1), and each candidate is tested against
-//     the other children with an occupancy bitmap. Cells are never freed during a build, so the union-find
-//     stays exact. Candidates are visited in the same increasing order as the literal search and every
-//     skipped b has its rmin cell occupied, so the first candidate that passes is the literal first fit.
-//   - Cells beyond the end of the array are free; the array grows geometrically and is trimmed to
-//     m_nLowerBound + 1 cells at the end.
-// The character ranking is a sort rather than a repeated maximum search, with the same order.
+//   - A base b can only fit if the cell of the child with the smallest rank, rmin, is free. A union-find
+//     "next free cell at or after i" over the cells (occupying i links it to i + 1, paths are compressed;
+//     cells are never freed during a build, so it stays exact) gives the first such b directly: every
+//     smaller b is ruled out.
+//   - From there candidates are tested 64 at a time against an occupancy bitmap: for a window of
+//     b = 64j .. 64j + 63, the 64 cells that a child of rank r would take are one unaligned 64-bit read,
+//     and AND-ing the complements over the children leaves exactly the fitting b of the window. The child
+//     that ruled out the last window is tested first on the next one.
+//   - 64 windows at a time are first screened one level up: a second bitmap marks the 64-cell words that
+//     are completely used, and a window is hopeless when, for some child, both words its 64 cells fall in
+//     are full. This skips the dense field 4096 candidates per read and child.
+//   - Windows are visited in rising order and the lowest fitting b of the first window that has one is
+//     taken, skipping the node's own index when it is a word. Every b below it was ruled out by a used
+//     cell, so it is the literal first fit.
+//   - Cells beyond the highest used one are free; the bitmaps keep a margin of free cells past it (more
+//     than the largest rank plus a screening group), so a fit always exists inside them. The array grows
+//     geometrically and is trimmed to m_nLowerBound + 1 cells at the end.
+// The character ranking is a sort rather than a repeated maximum search, with the same order. The build
+// trie's children are found through a hash index of (parent, code), so adding a word costs one probe per
+// character however wide the trie; the tests compare every cell with a plain implementation of the
+// literal procedure.
 //
 // Scanning. MMScanPosition is a single left-to-right pass with a start offset, a pending word and the walk
 // state; its restart rules (which decide overlapping hits in scan mode 1 and where scanning resumes after
 // a failure) are written out beside the code.
+//
+// Files. A .pdat file is the rank table, the lower bound, the item count, the states and the mode, raw and
+// little-endian. Load believes none of it: the file size must match the lower bound exactly, the ranks
+// must be -1 or a permutation of 0..n-1, and every base, check and handle must lie in range, all before the
+// dictionary is touched, so that a damaged file leaves an empty dictionary rather than walks that read
+// outside the array.
 #include "Utility/PDAT.h"
 
 #include <sys/stat.h>
@@ -855,6 +874,18 @@ int CPDAT::GetWords(const char* sText, unsigned int** pHandles, unsigned int** p
 // ---------------------------------------------------------------------------------------------------------
 // Scans.
 
+// MMScanPosition: one attempt per start offset s walks as far as it can, remembering the last word passed
+// (handle h, length L; "valid" when h >= 0, L >= 1 and, except in scan mode 2, the word-boundary test
+// passes). The attempt ends:
+//   1. (scan mode 1) at a character that is no GB2312 hanzi, lower-case letter or digit: the pending word
+//      is emitted without the boundary test; resume one character after s;
+//   2. at a character without rank: a valid word is emitted and scanning resumes after it (scan mode 1:
+//      one character after s); with none, scanning resumes after the unranked character;
+//   3. at a failing step: a valid word is emitted and scanning resumes after it (scan mode 1: one
+//      character after s); a word failing the boundary test is skipped over; with none, resume one
+//      character after s;
+//   4. at a word without children: emitted if valid; resume after it (scan mode 1: one character after s);
+//   5. at the end of the text: a valid word is emitted and the scan is over.
 int CPDAT::MMScanPosition(const char* sText, std::vector<_stTermPosition>& vecResult,
                           int nScanMode) const {
     if (sText == nullptr || m_vecData.empty()) return 0;

@@ -28,23 +28,28 @@ struct _stSameTermFreq : public _stTermFreq {
 // handed out densely 0, 1, 2 ... in order of first insertion, which indexes every per-word table.
 //
 // Lifecycle: construct; AddWord ... (any number); AddWordComplete compiles the build trie into a double
-// array; then Find, GetMaxWord, GetWords, MMScanPosition, MMSegment and Save. Or construct and Load. Lookups
-// before AddWordComplete or Load find nothing. AddWordInit starts a new build; lookups keep seeing the old
-// array until the next AddWordComplete.
+// array (and frees the trie); then Find, GetMaxWord, GetWords, MMScanPosition, MMSegment and Save. Or
+// construct and Load. Lookups before AddWordComplete or Load find nothing. AddWordInit starts a new build;
+// lookups keep seeing the old array until the next AddWordComplete.
+//
+// Owns: the build trie (until AddWordComplete), the double array, three 65536-entry code tables, the term
+// frequency list and the result buffer of MMSegment(text, ...), MMScan and MMFullScan.
 //
 // Character modes: 0 folds ASCII capitals and reads GBK pairs; 1 reads every byte on its own; 2 reads GBK
-// pairs and also folds full-width forms, brackets, quotes and separator runs.
+// pairs and also folds full-width digits and letters, brackets and quotes, and turns a run of separators
+// into one code 9, which words never store (trailing separators of a word are stripped).
 //
-// Threads: a compiled dictionary is read-only for Find, GetMaxWord, GetWords and MMScanPosition, which may
-// run from many threads at once. Building, Load, Import and the MMSegment/MMScan forms that use the
-// internal result buffer need exclusive use.
+// Threads: a compiled dictionary is read-only for Find, GetMaxWord, GetWords and MMScanPosition (and the
+// MMSegment form with caller buffers), which may run from many threads at once. Building, Load, Import,
+// SetEmpty, GetTopWords and the MMSegment/MMScan/MMFullScan forms that use the internal result buffer
+// need exclusive use.
 class CPDAT {
 public:
     // One cell of the double array; an unused cell is (-1, -1, -1).
     struct state {
-        int base;
-        int check;
-        int handle;
+        int base;    // children at |base| + rank; negative when the path to this cell is a word
+        int check;   // -2 for a first character, else the parent cell's index
+        int handle;  // the word's handle, -1 when no word ends here
     };
     static_assert(sizeof(state) == 12, "state is a file record");
 
@@ -56,83 +61,113 @@ public:
     // GetLowerBound: the highest state index in use (0 when empty).
     virtual int GetLowerBound() const;
     // GetMaxWord: byte length of the longest word that is a prefix of sText (0 when none), its handle through
-    // pHandle (-1 when none) and, through pSpace, whether white space was folded before its end. Both
-    // out-pointers may be null; a null text gives 0.
+    // pHandle (-1 when none) and, through pSpace, whether the match took in white space (a run of white
+    // space counts as one space, as in Find). Both out-pointers may be null; a null text gives 0.
     virtual int GetMaxWord(const char* sText, int* pHandle, bool* pSpace = nullptr) const;
-    // Find: the handle of the word, or -1. Null or empty gives -1.
+    // Find: the handle of the word, or -1. A leading UTF-8 byte-order mark and surrounding double quotes
+    // are dropped and white space runs count as one space. Null or empty gives -1. Deliberately, the check
+    // test is skipped at cell 0, so a word whose last step lands there is found.
     virtual int Find(const char* sWord) const;
     virtual int Find(const char* sWord, unsigned int nLen) const;
-    // Load: replaces the dictionary with a .pdat file. 1 on success; 0 when the file cannot be opened or is
-    // truncated or inconsistent, leaving the dictionary empty and usable.
+    // Load: replaces the dictionary with a .pdat file, the coding mode included. 1 on success; 0 when the
+    // file cannot be opened, is truncated or has any field out of range (sizes, ranks, states, mode),
+    // leaving the dictionary empty and usable. A file without states (saved before any compile) loads as
+    // an empty dictionary.
     virtual int Load(const char* sFilename);
-    // Save: writes the .pdat file; 1, or 0 when it cannot be written.
+    // Save: writes the .pdat file (the states only when an array exists); 1, or 0 when it cannot be
+    // written.
     virtual int Save(const char* sFilename) const;
-    // Import: builds the dictionary from the first token of every line of a text file, leaving out tokens
-    // that pExclude (if given) finds. Returns the item count, 0 when the file cannot be opened.
+    // Import: adds the first token of every line of a text file (lines read with a 3072-byte buffer, so a
+    // longer line gives several tokens), leaving out tokens that pExclude (if given) finds, printing
+    // "%d\t%s Completed!\r" whenever the item count is a multiple of 100, then compiles. Continues the
+    // current build, or starts a new one when the dictionary is already compiled. Returns the item count,
+    // 0 when the file cannot be opened.
     virtual int Import(const char* sFilename, CPDAT* pExclude = nullptr);
     // AddTrie: placeholder, returns 1.
     virtual int AddTrie(const char* sLine);
     // GetPos: placeholder, does nothing.
     virtual void GetPos(char* sPos, int nLen);
 
-    // Find(int): the handle of the one-character word with this character code, or -1.
+    // Find(int): the handle of the one-character word with this character code, or -1 (also for codes
+    // outside 0..65535). Deliberately stricter than Find(text): the cell must lie strictly below the lower
+    // bound and have a strictly negative base.
     int Find(int nCode) const;
 
-    // AddWordInit: starts a new build (empty trie, item count 0); returns 1.
+    // AddWordInit: starts a new build (empty trie, item count 0, character counts and term frequencies
+    // cleared; the smallest and largest codes seen are kept); returns 1.
     int AddWordInit();
     // AddWord: adds a word under the next handle (or the given one); returns the word's handle, new or
-    // already present, or -1 when nothing was added (null or empty word, or it extends a filter word).
+    // already present, or -1 when nothing was added: null or empty word (or one that codes to nothing),
+    // a word extending a filter word while bFreq is on, a negative nHandle, or no build in progress (after
+    // AddWordComplete, until AddWordInit). With bFreq a new word gets a term frequency of 1 and a present
+    // one has it incremented.
     int AddWord(const char* sWord, bool bFreq = false);
     int AddWord(const char* sWord, int nHandle, bool bFreq);
     // AddFilterWord: AddWord(sWord, true), then marks its term frequency -1; returns the handle.
     int AddFilterWord(const char* sWord);
-    // FindWord: during building, the handle of an already added word, or -1; adds nothing.
+    // FindWord: during building, the handle of an already added word, or -1; adds nothing, but
+    // deliberately counts the characters it reads into the ranking.
     int FindWord(const char* sWord);
-    // AddWordComplete: compiles the build trie into the double array; returns 1 (a second call does nothing).
+    // AddWordComplete: compiles the build trie into the double array and frees the trie; returns 1 (a
+    // second call does nothing).
     int AddWordComplete();
 
-    // MMScanPosition: appends every hit of a forward longest-match scan of sText to vecResult (nScanMode 1:
-    // overlapping hits; 0 and 2: non-overlapping; 0 and 1 apply the English word-boundary test). Returns 0.
+    // MMScanPosition: appends to vecResult every hit of a forward longest-match scan of sText and returns 0.
+    // nScanMode 1 reports overlapping hits (each attempt restarts one character after its start) and lets
+    // only GB2312 hanzi, lower-case letters and digits continue a match; 0 and 2 report non-overlapping hits,
+    // leftmost and longest; 0 and 1 apply the English word-boundary test, 2 does not (any other value acts
+    // as 0). When the end of the text cuts a walk short, the pending word (if any) is emitted and the scan
+    // ends. A null text appends nothing.
     int MMScanPosition(const char* sText, std::vector<_stTermPosition>& vecResult,
                        int nScanMode = 1) const;
-    // MMSegment: forward longest-match segmentation of sText into *pOut, segments joined by cSep; handles
-    // of words (of every segment with bAllHandles) go to *pHandles. Both buffers are malloc'ed and grown by
-    // this call as needed (the caller frees them). Returns the number of handles written.
+    // MMSegment: forward longest-match segmentation of sText into *pOut, each segment followed by cSep;
+    // an unmatched character stands alone, with the ASCII bytes after an unmatched ASCII byte glued to it up
+    // to one of " \t-_,.:/~#%^*()" or a non-ASCII byte. With nMaxLen >= 1 no match is longer than nMaxLen
+    // bytes. Handles of words (of every segment with bAllHandles, -1 for the unmatched) go to *pHandles.
+    // Both buffers are malloc'ed and grown by this call (to 6 * length + 1 bytes and length + 2 handles)
+    // when smaller; the caller frees them. Returns the number of handles written; 0 for null arguments.
     int MMSegment(const char* sText, int** pHandles, int* pHandleCap, char** pOut, int* pOutCap,
                   bool bReserved, bool bAllHandles, int nMaxLen, char cSep) const;
     // MMSegment: the same into the internal result buffer, without handles; returns that buffer, valid
-    // until the next call.
+    // until the next call that uses it; null for a null text.
     const char* MMSegment(const char* sText, int nMaxLen, char cSep);
-    // MMScan: the words found by MMScanPosition(nScanMode), each followed by cSep, in the internal buffer.
+    // MMScan: the hits of MMScanPosition(sText, nScanMode), each as its text followed by cSep, in the
+    // internal buffer; null for a null text.
     const char* MMScan(const char* sText, int nScanMode, char cSep);
-    // MMFullScan: every word that starts at any character of sText (all prefix words at every offset), each
-    // followed by cSep, in the internal buffer.
+    // MMFullScan: at every character offset of sText in turn, every word that starts there (shortest
+    // first), each followed by cSep, in the internal buffer; null for a null text.
     const char* MMFullScan(const char* sText, char cSep);
-    // GetWords: every word that is a prefix of sText and longer than nMinLen bytes: handles and lengths are
-    // appended to the malloc'ed arrays (grown by 5 entries when full), *pCount counts them from 0. Returns
-    // the byte length of the longest prefix word passed (0 if none).
+    // GetWords: every word that is a prefix of sText (no white-space folding) and longer than nMinLen
+    // bytes: handles and byte lengths are appended to the malloc'ed arrays *pHandles and *pLengths (null
+    // with *pCap 0 is fine; both grown together by 5 entries with realloc when *pCount reaches *pCap; the
+    // caller frees them), *pCount counting from 0. Returns the byte length of the longest prefix word
+    // passed (0 if none), whatever nMinLen. With any out-pointer null nothing is collected.
     int GetWords(const char* sText, unsigned int** pHandles, unsigned int** pLengths, unsigned int* pCap,
                  unsigned int* pCount, int nMinLen) const;
 
-    // GetTopWordVector: sorts the term frequencies by falling freq (positions then no longer equal handles).
+    // GetTopWordVector: sorts the term frequencies by falling freq, equal ones keeping their order, and
+    // returns them (their positions then no longer equal handles).
     std::vector<_stTermFreq>& GetTopWordVector();
-    // GetTopWords: "word/freq#" for the n most frequent terms (all when n is -1), skipping terms that
-    // contain an earlier, longer-than-3-byte term. The text stays owned by the dictionary.
+    // GetTopWords: "word/freq#" for the n most frequent terms (all when n is negative), leaving out a term
+    // longer than 4 bytes that contains an earlier term longer than 3 bytes (it still counts toward n).
+    // The text belongs to the dictionary, valid until the next call.
     const char* GetTopWords(int n);
-    // FileSegment: segments a whole file with MMSegment (tab separator) into another; returns the speed in
-    // kilobytes per processor second, 0 when either file cannot be opened.
+    // FileSegment: segments a whole file with MMSegment (no length limit, tab separator) into another,
+    // followed by a line end; returns bytes read / processor seconds / 1000, 0 when either file cannot be
+    // opened.
     float FileSegment(const char* sInputFile, const char* sOutputFile);
 
     size_t GetItemCount() const { return m_nItemCount; }
-    // IsEmpty: true when nothing is compiled or loaded (lower bound 0).
+    // IsEmpty: true when the lower bound is 0 (nothing compiled or loaded, or a single cell).
     bool IsEmpty() const { return m_nLowerBound == 0; }
-    // SetEmpty: forgets the words (lower bound and count 0); returns 1.
+    // SetEmpty: sets the lower bound and the item count to 0 (the arrays stay); returns 1.
     int SetEmpty();
     // Export: readable dump of the character ranks and the states; 1, or 0 when it cannot be written.
     int Export(const char* sFilename) const;
     int GetMode() const { return m_nMode; }
 
-    // The compiled state array, for inspection by tests and tools (m_nLowerBound + 1 cells, or none).
+    // GetStates: the compiled state array, for inspection by tests and tools (m_nLowerBound + 1 cells), or
+    // null when there is none. Owned by the dictionary.
     const state* GetStates() const;
     // GetCharRank: rank of a character code, -1 when it has none (or the code is outside 0..65535).
     int GetCharRank(int nCode) const;
@@ -178,8 +213,10 @@ private:
     bool m_bWordAddCompleted = false;         // true once AddWordComplete has compiled the trie
 };
 
-// WordTermCompare: compares the term frequencies of two dictionaries: words only in the first go to
-// sOnlyFirst, words only in the second to sOnlySecond, words in both to sBoth, each as "word/freq#".
+// WordTermCompare: compares the term frequencies of two dictionaries (filter words left out; a null
+// dictionary has none). The three strings are replaced: words only in the first go to sOnlyFirst and
+// words only in the second to sOnlySecond, each as "word/freq#" by falling freq; words in both go to sBoth
+// as "word/freq1/freq2#" by falling freq1 + freq2; equal counts in byte order of the words.
 void WordTermCompare(CPDAT* pFirst, CPDAT* pSecond, std::string& sOnlyFirst, std::string& sOnlySecond,
                      std::string& sBoth);
 
