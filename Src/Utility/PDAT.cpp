@@ -100,6 +100,7 @@ constexpr long PDAT_HEADER_BYTES = static_cast<long>(CODE_COUNT) * 4 + 8;  // ra
 constexpr long PDAT_FIXED_BYTES = PDAT_HEADER_BYTES + 4;                   // ... plus the mode
 constexpr int IMPORT_LINE_BYTES = 3072;
 constexpr int CELL_FILL = -1;
+constexpr int MAX_BASE = INT_MAX - CODE_COUNT;  // largest |base| a loaded file may hold
 
 static_assert(PDAT_FIXED_BYTES == 262156, "fixed part of a .pdat file");
 
@@ -1302,11 +1303,12 @@ int CPDAT::Load(const char* sFilename) {
         size_t nCells = static_cast<size_t>(nBound) + 1;
         vecData.resize(nCells);
         bOk = std::fread(vecData.data(), sizeof(state), nCells, fp) == nCells;
-        // Every field within range: no walk can then leave the array or overflow.
-        const int nMinBase = std::min(-1, -nBound);
+        // Every field within range. A walk bounds each index by the lower bound, so a base only has to
+        // keep |base| + rank within an int (a dictionary emptied by SetEmpty keeps bases beyond its bound);
+        // a check is -2, -1 or a cell index; a handle is -1 or a handle.
         for (size_t i = 0; bOk && i < nCells; ++i) {
             const state& st = vecData[i];
-            bOk = st.base >= nMinBase && st.base <= nBound && st.check >= -2 && st.check <= nBound &&
+            bOk = st.base >= -MAX_BASE && st.base <= MAX_BASE && st.check >= -2 && st.check <= nBound &&
                   st.handle >= -1;
         }
     }

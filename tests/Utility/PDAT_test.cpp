@@ -636,7 +636,7 @@ TEST(PDATFile, DamagedFilesAreRefused) {
         patched('a' * 4, good.GetCharRank(0xB0A1)),       // duplicate rank
         patched(nStates + 12 * 5 + 4, nLowerBound + 1),   // check beyond the array
         patched(nStates + 12 * 5 + 4, -3),
-        patched(nStates + 12 * 7, nLowerBound + 1),       // base beyond the array
+        patched(nStates + 12 * 7, INT_MAX),               // base whose walk would overflow
         patched(nStates + 12 * 7, INT_MIN),
         patched(nStates + 12 * 9 + 8, -7),                // handle
         patched(nLast, 3),                                // mode
@@ -664,13 +664,22 @@ TEST(PDATFile, DamagedFilesAreRefused) {
 }
 
 TEST(PDATFile, SetEmptyKeepsTheArrays) {
+    vt_test::CTempDir dir;
     CPDAT dict(0);
-    Build(dict, {"a", "bc"});
+    Build(dict, {"a", "bc"});  // a in cell 0, b in cell 1 (base 1), c in cell 3
     EXPECT_EQ(dict.SetEmpty(), 1);
     EXPECT_TRUE(dict.IsEmpty());
     EXPECT_EQ(dict.GetItemCount(), 0u);
     EXPECT_EQ(dict.Find("bc"), -1);  // beyond the bound now
     EXPECT_EQ(dict.Find("a"), 0);    // cell 0 is still within it
+    // Saved, it is one cell, and loads back as such.
+    ASSERT_EQ(dict.Save(dir.File("e.pdat").c_str()), 1);
+    EXPECT_EQ(vt_test::ReadWholeFile(dir.File("e.pdat")).size(), 262156u + 12u);
+    CPDAT loaded(0);
+    ASSERT_EQ(loaded.Load(dir.File("e.pdat").c_str()), 1);
+    EXPECT_TRUE(loaded.IsEmpty());
+    EXPECT_EQ(loaded.Find("a"), 0);
+    EXPECT_EQ(loaded.Find("bc"), -1);
     EXPECT_EQ(dict.AddTrie("x"), 1);
 }
 
