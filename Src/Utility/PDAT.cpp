@@ -341,8 +341,10 @@ private:
 
     // Extract: the 64 bits starting at bit nShift of p[0], continuing into p[1].
     static uint64_t Extract(const uint64_t* p, uint32_t nShift) {
-        // (p[1] << 1) << (63 - nShift) is p[1] << (64 - nShift), and 0 when nShift is 0.
-        return (p[0] >> nShift) | ((p[1] << 1) << (63 - nShift));
+        // One double-width shift (x86 shrd).
+        __extension__ typedef unsigned __int128 uint128;
+        uint128 nBoth = (static_cast<uint128>(p[1]) << 64) | p[0];
+        return static_cast<uint64_t>(nBoth >> (nShift & 63));
     }
     void Grow(size_t nNeeded) {
         size_t nNew = std::max<size_t>(nNeeded, m_nSize * 2);
@@ -1073,7 +1075,7 @@ int CPDAT::SegmentInto(const unsigned char* s, size_t nLen, int nMaxLen, char cS
 }
 
 int CPDAT::MMSegment(const char* sText, int** pHandles, int* pHandleCap, char** pOut, int* pOutCap,
-                     bool bReserved, bool bAllHandles, int nMaxLen, char cSep) const {
+                     bool /*bReserved*/, bool bAllHandles, int nMaxLen, char cSep) const {
     if (sText == nullptr || pHandles == nullptr || pHandleCap == nullptr || pOut == nullptr ||
         pOutCap == nullptr) {
         return 0;
