@@ -464,7 +464,9 @@ int CPDAT::AddWordInit() {
     std::fill(m_freq.begin(), m_freq.end(), 0);
     m_nItemCount = 0;
     m_bWordAddCompleted = false;
-    // The per-handle term list starts again with the handles. m_LowerChar and m_UpperChar are kept.
+    // The per-handle term list starts again with the handles.
+    // Deliberate: m_LowerChar and m_UpperChar are kept, so the range the ranking (and Export) walks only
+    // ever widens.
     m_vecTermFreq.clear();
     return 1;
 }
@@ -545,7 +547,7 @@ int CPDAT::BuildTRIE(const char* sWord, int nHandle, bool bFreq, bool bFindOnly)
                 }
                 return nChildHandle;
             }
-            // No word that extends a filter word is added.
+            // Deliberate: while frequencies are counted, no word that extends a filter word is added.
             if (bFreq && bTerm && m_vecTermFreq[static_cast<size_t>(nChildHandle)].freq < 0) return -1;
         }
         nCur = nChild;
@@ -911,6 +913,7 @@ int CPDAT::MMScanPosition(const char* sText, std::vector<_stTermPosition>& vecRe
     while (nStart < nLen) {
         size_t nPos = nStart, nWordLen = 0, nNext;
         int nHandle = -1, nBase = 0, nPrev = -2;
+        // Deliberate: scan mode 2 (the pinyin scan) skips the English word-boundary test.
         auto valid = [&]() {
             return nHandle >= 0 && nWordLen >= 1 &&
                    (nScanMode == 2 || IsValidString(s, nStart, nStart + nWordLen, nLen));
