@@ -890,7 +890,7 @@ int CPDAT::GetWords(const char* sText, unsigned int** pHandles, unsigned int** p
 //      character after s); a word failing the boundary test is skipped over; with none, resume one
 //      character after s;
 //   4. at a word without children: emitted if valid; resume after it (scan mode 1: one character after s);
-//   5. at the end of the text: a valid word is emitted and the scan is over.
+//   5. at the end of the text: as at a failing step, so the rest of the text is still examined.
 int CPDAT::MMScanPosition(const char* sText, std::vector<_stTermPosition>& vecResult,
                           int nScanMode) const {
     if (sText == nullptr || m_vecData.empty()) return 0;
@@ -920,9 +920,18 @@ int CPDAT::MMScanPosition(const char* sText, std::vector<_stTermPosition>& vecRe
         };
         for (;;) {
             if (nPos >= nLen) {
-                // End of the text: the pending word is emitted and the scan is over.
-                if (valid()) emit(nHandle, nStart, nWordLen);
-                return 0;
+                // The end of the text ends the attempt like a failing step: the pending word is emitted
+                // and the scan resumes, so a keyword that starts inside an unfinished longer match (开发
+                // at the end of 代开发, with 代开发票 a keyword) is still found.
+                if (valid()) {
+                    emit(nHandle, nStart, nWordLen);
+                    nNext = bOverlap ? nStart + charLen(nStart) : nStart + nWordLen;
+                } else if (nHandle >= 0 && nWordLen >= 1) {
+                    nNext = nStart + nWordLen;
+                } else {
+                    nNext = nStart + charLen(nStart);
+                }
+                break;
             }
             int nCharLen;
             int nCode = GetCharCode(m_nMode, s, nPos, nLen, &nCharLen);

@@ -116,8 +116,9 @@ public:
     // nScanMode 1 reports overlapping hits (each attempt restarts one character after its start) and lets
     // only GB2312 hanzi, lower-case letters and digits continue a match; 0 and 2 report non-overlapping hits,
     // leftmost and longest; 0 and 1 apply the English word-boundary test, 2 does not (any other value acts
-    // as 0). When the end of the text cuts a walk short, the pending word (if any) is emitted and the scan
-    // ends. A null text appends nothing.
+    // as 0). The end of the text ends an attempt like a failing step (the pending word is emitted and the
+    // scan resumes), so a keyword inside an unfinished longer match is still found. A null text appends
+    // nothing.
     int MMScanPosition(const char* sText, std::vector<_stTermPosition>& vecResult,
                        int nScanMode = 1) const;
     // MMSegment: forward longest-match segmentation of sText into *pOut, each segment followed by cSep;
