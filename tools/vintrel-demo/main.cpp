@@ -62,7 +62,7 @@ int main(int argc, char** argv) {
         std::printf("%d: %s\n", nLine, sLine.c_str());
         for (const _stTermPosition& hit : vecHits) {
             std::string sHit = Recode(sGbk.substr(hit.iStartPos, hit.nWordLen), "GBK", "UTF-8");
-            std::printf("   hit %-12s bytes %d..%d (GBK)  handle %d\n", sHit.c_str(), hit.iStartPos,
+            std::printf("   hit %s  bytes %d..%d (GBK)  handle %d\n", sHit.c_str(), hit.iStartPos,
                         hit.iStartPos + hit.nWordLen, hit.nHandle);
         }
         if (vecHits.empty()) std::printf("   no hit\n");
