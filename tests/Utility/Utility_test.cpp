@@ -69,11 +69,13 @@ TEST_F(LogTest, WritesDatedLinesPerKind) {
     EXPECT_STREQ(GetLastErrorMessage(), "second");
     ASSERT_EQ(sBefore, Today()) << "the day changed during the test; run it again";
 
-    EXPECT_EQ(FileNames(m_dir.Path()), (std::vector<std::string>{sBefore + ".err", sBefore + ".log"}));
+    EXPECT_EQ(FileNames(m_dir.Path()),
+              (std::vector<std::string>{sBefore + ".err", sBefore + ".log"}));
     std::string sLog = vt_test::ReadWholeFile(m_dir.File(sBefore + ".log"));
     std::smatch m;
     std::string sFirst = sLog.substr(0, sLog.find('\n') + 1);
-    ASSERT_TRUE(std::regex_match(sFirst, m, std::regex(R"(\[(\d{4})-(\d\d)-(\d\d) \d\d:\d\d:\d\d\]\t(.*)\n)")))
+    ASSERT_TRUE(std::regex_match(sFirst, m,
+                                 std::regex(R"(\[(\d{4})-(\d\d)-(\d\d) \d\d:\d\d:\d\d\]\t(.*)\n)")))
         << sFirst;
     EXPECT_EQ(m[1].str() + m[2].str() + m[3].str(), sBefore);
     EXPECT_EQ(m[4].str(), "first line");
@@ -92,7 +94,8 @@ TEST_F(LogTest, ExplicitDirectoryStdoutFallbackAndWorkingDirectory) {
     std::string sSub = m_dir.File("sub");
     ASSERT_EQ(mkdir(sSub.c_str(), 0755), 0);
     WriteError("into sub", (sSub + "/").c_str());
-    EXPECT_NE(vt_test::ReadWholeFile(sSub + "/" + sDay + ".err").find("]\tinto sub\n"), std::string::npos);
+    EXPECT_NE(vt_test::ReadWholeFile(sSub + "/" + sDay + ".err").find("]\tinto sub\n"),
+              std::string::npos);
 
     std::string sMissing = m_dir.File("missing") + "/";
     testing::internal::CaptureStdout();
@@ -102,7 +105,8 @@ TEST_F(LogTest, ExplicitDirectoryStdoutFallbackAndWorkingDirectory) {
     EXPECT_TRUE(std::regex_match(sOut.substr(0, nFirstEnd),
                                  std::regex(R"(\[\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\] lost line\n)")))
         << sOut;
-    EXPECT_EQ(sOut.substr(nFirstEnd), "Cannot write log file " + sMissing + "/" + sDay + ".log!\r\n");
+    EXPECT_EQ(sOut.substr(nFirstEnd),
+              "Cannot write log file " + sMissing + "/" + sDay + ".log!\r\n");
 
     char sOld[4096], sCwd[4096];
     ASSERT_NE(getcwd(sOld, sizeof(sOld)), nullptr);
@@ -203,7 +207,8 @@ TEST_F(LogTest, ScanFilesAndCleanDirectory) {
     }
     testing::internal::CaptureStdout();
     EXPECT_FALSE(gfn_vScanFiles((sRoot + "/none").c_str(), vecFiles, ""));
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), " Failure to open the directory " + sRoot + "/none\n");
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              " Failure to open the directory " + sRoot + "/none\n");
 
     EXPECT_TRUE(gfn_bCleanDirectory(sRoot.c_str()));
     EXPECT_EQ(FileNames(sRoot), (std::vector<std::string>{"sub"}));
@@ -218,9 +223,13 @@ TEST(PathTest, GetRelevatePathSplitsAtLastSeparator) {
     char sPath[1100];
     char sFile[1100];
     const std::string sCwd = std::filesystem::current_path().string();
-    for (const auto& [sIn, sDir, sName] : std::vector<std::tuple<std::string, std::string, std::string>>{
-             {"/data/in/x.txt", "/data/in/", "x.txt"}, {"a/b\\c.txt", "a/b/", "c.txt"},
-             {"a\\b/c.txt", "a\\b/", "c.txt"}, {"dir/", "dir/", ""}, {"plain.txt", sCwd, "plain.txt"}}) {
+    for (const auto& [sIn, sDir, sName] :
+         std::vector<std::tuple<std::string, std::string, std::string>>{
+             {"/data/in/x.txt", "/data/in/", "x.txt"},
+             {"a/b\\c.txt", "a/b/", "c.txt"},
+             {"a\\b/c.txt", "a\\b/", "c.txt"},
+             {"dir/", "dir/", ""},
+             {"plain.txt", sCwd, "plain.txt"}}) {
         EXPECT_STREQ(GetRelevatePath(sIn.c_str(), sPath, sFile), sName.c_str()) << sIn;
         EXPECT_EQ(sPath, sDir) << sIn;
     }
@@ -260,18 +269,28 @@ std::string InPlace(char* (*fn)(char*), const std::string& s) {
 TEST(TextTest, WordStandardAndStrNormalize) {
     // "，" (0xAC) is below 0xBB: kept whole. Earlier rules win: "｛" (0xA3 0xFB) is caught by the
     // 0xBB-and-above rule, not kept as "{". A lone lead byte at the end goes.
-    for (const auto& [sIn, sOut] : Pairs{
-             {G("ＡＢｃ１２3 Ｘ"), "abc123x"}, {G("（中文）"), G("中文")}, {G("a＋b"), "a+b"},
-             {G("a；b"), "a;b"}, {G("a，b"), G("a，b")}, {G("｛x｝"), ";x;"}, {G("。“A”【b】《c》"), "abc"},
-             {"A+B-{C};d.e,f_g!", "a+b-{c};defg"}, {"ab\xD6", "ab"}, {"", ""}}) {
+    for (const auto& [sIn, sOut] : Pairs{{G("ＡＢｃ１２3 Ｘ"), "abc123x"},
+                                         {G("（中文）"), G("中文")},
+                                         {G("a＋b"), "a+b"},
+                                         {G("a；b"), "a;b"},
+                                         {G("a，b"), G("a，b")},
+                                         {G("｛x｝"), ";x;"},
+                                         {G("。“A”【b】《c》"), "abc"},
+                                         {"A+B-{C};d.e,f_g!", "a+b-{c};defg"},
+                                         {"ab\xD6", "ab"},
+                                         {"", ""}}) {
         EXPECT_EQ(InPlace(WordStandard, sIn), sOut) << sIn;
     }
     EXPECT_EQ(WordStandard(nullptr), nullptr);
-    // Deliberate: the trailing-blank test looks at the byte after the written text, which is what is
-    // left of the input there: "a  " loses its blank, "a b " keeps it, and in "x\t\ty  z" the leftover
-    // space at offset 5 costs the final "z".
-    for (const auto& [sIn, sOut] : Pairs{{"  a \t\r\n b", "a b"}, {"x\t\ty z", "x y z"}, {"a  ", "a"},
-                                         {"a b ", "a b "}, {"x\t\ty  z", "x y "}, {" \r\n ", ""},
+    // Deliberate: the trailing-blank test looks at the byte after the written text, which is what
+    // is left of the input there: "a  " loses its blank, "a b " keeps it, and in "x\t\ty  z" the
+    // leftover space at offset 5 costs the final "z".
+    for (const auto& [sIn, sOut] : Pairs{{"  a \t\r\n b", "a b"},
+                                         {"x\t\ty z", "x y z"},
+                                         {"a  ", "a"},
+                                         {"a b ", "a b "},
+                                         {"x\t\ty  z", "x y "},
+                                         {" \r\n ", ""},
                                          {G("中 文"), G("中 文")}}) {
         EXPECT_EQ(InPlace(StrNormalize, sIn), sOut) << sIn;
     }
@@ -291,8 +310,9 @@ TEST(TextTest, SentenceBounds) {
     EXPECT_EQ(FindSentenceStart(s.c_str(), s.size()), 5u);
     EXPECT_EQ(FindSentenceStart("ab.cd\nef", 8), 6u);
     EXPECT_EQ(FindSentenceStart("ab.cd", 99), 3u);
-    // Deliberate: the byte at 0 is never tested, and the walk does not resynchronise: the trail byte
-    // 0x40 of "丂" (0x81 0x40) is read alone, so the pair (0xA3, 0x81) hides the "。" before it.
+    // Deliberate: the byte at 0 is never tested, and the walk does not resynchronise: the trail
+    // byte 0x40 of "丂" (0x81 0x40) is read alone, so the pair (0xA3, 0x81) hides the "。" before
+    // it.
     EXPECT_EQ(FindSentenceStart(".abc", 4), 0u);
     std::string sShifted = "x" + G("。丂") + "c";
     EXPECT_EQ(FindSentenceStart(sShifted.c_str(), sShifted.size()), 0u);
@@ -314,11 +334,13 @@ TEST(TextTest, StrLineSplitsLinesAndProtectedRuns) {
     EXPECT_STREQ(StrLine(pNext, &pNext, &cSep, &nStatus, true), "cd");  // ends before the marker
     EXPECT_EQ(cSep, '^');
     *pNext = cSep;
-    EXPECT_STREQ(StrLine(pNext, &pNext, &cSep, &nStatus, true), "raw\nx");  // the run crosses a line end
+    EXPECT_STREQ(StrLine(pNext, &pNext, &cSep, &nStatus, true),
+                 "raw\nx");  // the run crosses a line end
     EXPECT_EQ(nStatus, 1);
     EXPECT_EQ(pNext, sText + 17);  // just after the closing marker
     *pNext = cSep;
-    EXPECT_STREQ(StrLine(pNext, &pNext, &cSep, &nStatus, true), "tail^^open");  // unclosed: plain text
+    EXPECT_STREQ(StrLine(pNext, &pNext, &cSep, &nStatus, true),
+                 "tail^^open");  // unclosed: plain text
     EXPECT_EQ(nStatus, 0);
     EXPECT_EQ(pNext, nullptr);
 
@@ -352,8 +374,8 @@ TEST(TextTest, CharacterStepping) {
         unsigned nLen, nCode;
         int nAfter;
     };
-    for (const Step& c : {Step{0, 4, 'a', 1}, Step{1, 4, 0xD6D0u, 3}, Step{3, 4, 0xD6u, 4}, Step{4, 4, 0, 4},
-                          Step{1, 2, 0xD6u, 2}, Step{-3, 4, 0, 4}}) {
+    for (const Step& c : {Step{0, 4, 'a', 1}, Step{1, 4, 0xD6D0u, 3}, Step{3, 4, 0xD6u, 4},
+                          Step{4, 4, 0, 4}, Step{1, 2, 0xD6u, 2}, Step{-3, 4, 0, 4}}) {
         int nPos = c.nPos;
         EXPECT_EQ(GetCharCode(t.c_str(), nPos, c.nLen), c.nCode) << c.nPos << "/" << c.nLen;
         EXPECT_EQ(nPos, c.nAfter) << c.nPos << "/" << c.nLen;
@@ -440,9 +462,12 @@ TEST(PortabilityTest, GlobalLinuxHelpers) {
     EXPECT_EQ(InPlace(strlwr, s), "abc" + G("中") + "z!");
     EXPECT_EQ(InPlace(strupr, s), "ABC" + G("中") + "Z!");
     EXPECT_EQ(InPlace(strrev, s), "!z" + G("中").substr(1) + G("中").substr(0, 1) + "CbA");
-    EXPECT_TRUE(strlwr(nullptr) == nullptr && strupr(nullptr) == nullptr && strrev(nullptr) == nullptr);
-    EXPECT_EQ(std::string() + GetUpperLetter('q') + GetUpperLetter('{') + GetUpperLetter('\xE1'), "Q{\xE1");
-    EXPECT_EQ(std::string() + GetLowerLetter('Q') + GetLowerLetter('@') + GetLowerLetter('\xC1'), "q@\xC1");
+    EXPECT_TRUE(strlwr(nullptr) == nullptr && strupr(nullptr) == nullptr &&
+                strrev(nullptr) == nullptr);
+    EXPECT_EQ(std::string() + GetUpperLetter('q') + GetUpperLetter('{') + GetUpperLetter('\xE1'),
+              "Q{\xE1");
+    EXPECT_EQ(std::string() + GetLowerLetter('Q') + GetLowerLetter('@') + GetLowerLetter('\xC1'),
+              "q@\xC1");
 }
 
 }  // namespace
