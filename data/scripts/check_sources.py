@@ -138,7 +138,8 @@ check('GBK->BIG5: one row per two-byte GBK cell', len(gb_b5) == len(two), len(gb
 
 # GBKA: traditional <-> simplified
 t2s = {r[0]: r[1] for r in tsv('encoding/gbka_t2s.tsv')}
-check('GBKA T->S: 習 -> 习, 國 -> 国, 張 -> 张', t2s.get('習') == '习' and t2s.get('國') == '国' and t2s.get('張') == '张')
+check('GBKA T->S: 習 -> 习, 國 -> 国, 張 -> 张, 薴 -> 苎 (OpenCC chain 薴 -> 苧 -> 苎 followed)',
+      t2s.get('習') == '习' and t2s.get('國') == '国' and t2s.get('張') == '张' and t2s.get('薴') == '苎')
 check('GBKA T->S: both sides GBK, no identity rows, no chains',
       all(a in u2g and b in u2g and a != b and b not in t2s for a, b in t2s.items()), len(t2s))
 check('GBKA T->S: more than 2,800 rows', len(t2s) > 2800, len(t2s))
@@ -165,6 +166,10 @@ check('Xing2Zi: import file is "src dst" per row, same rows as the tsv',
       [tuple(ln.split(' ')) for ln in imp] == [(s, d) for s, d, _ in xz])
 for s, d in (('弓长', '张'), ('辶斤', '近'), ('言午', '许'), ('讠午', '许'), ('Ａ', 'A'), ('А', 'A'), ('売', '卖')):
     check('Xing2Zi: %s -> %s' % (s, d), xmap.get(s) == d, xmap.get(s, 'missing'))
+for s in ('木子', '口天', '人尔', '日月', '女子', '古月', '口口', '卜一'):  # ordinary text: tier C, kept out
+    check('Xing2Zi: %s is not rewritten' % s, s not in xmap, xmap.get(s, ''))
+check('Xing2Zi: 金艮 -> 银 (through 銀), 白勺 -> 的, 亻尔 -> 你',
+      xmap.get('金艮') == '银' and xmap.get('白勺') == '的' and xmap.get('亻尔') == '你')
 check('Xing2Zi: no GB2312 hanzi is rewritten', not [s for s in xmap if s in gb2312])
 check('Xing2Zi: chains resolved (no target is a source)', not [d for d in xmap.values() if d in xmap])
 check('Xing2Zi: no blanks in sources or targets', not [s for s, d in xmap.items() if re.search(r'\s', s + d)])
