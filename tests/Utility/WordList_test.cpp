@@ -60,23 +60,20 @@ TEST_F(WordListTest, LookupsInsideAndOutsideTheBound) {
 
     EXPECT_EQ(list.GetItemCount(), 3u);
     EXPECT_EQ(list.GetBound(), 5);
-    EXPECT_STREQ(list.GetWord(0), "first");
-    EXPECT_STREQ(list.GetWord(2), "third");
-    EXPECT_EQ(list.GetWord(4), G("第五"));
-    // Handles inside the bound without a text give the first text.
-    EXPECT_STREQ(list.GetWord(1), "first");
-    EXPECT_STREQ(list.GetWord(3), "first");
-    // Outside the bound: one shared empty string.
+    // Deliberate: handles inside the bound without a text give the first text; outside the bound
+    // the answer is one shared empty string.
+    const std::vector<std::string> vecExpected = {"first", "first", "third", "first", G("第五")};
+    for (int h = 0; h < 5; ++h) EXPECT_EQ(list.GetWord(h), vecExpected[h]) << h;
     const char* sOut = list.GetWord(5);
     EXPECT_STREQ(sOut, "");
-    for (int nHandle : {-1, 5, 6, INT_MAX, INT_MIN}) EXPECT_EQ(list.GetWord(nHandle), sOut);
-    CWordList other(false, nullptr);
-    EXPECT_EQ(other.GetWord(-1), sOut);
+    for (int nHandle : {-1, 6, INT_MAX, INT_MIN}) EXPECT_EQ(list.GetWord(nHandle), sOut);
+    EXPECT_EQ(CWordList(false, nullptr).GetWord(-1), sOut);
 }
 
+// Deliberate: the pairs are applied in the order added, so the later text of a handle wins; both
+// are counted.
 TEST_F(WordListTest, AddingEdgeCases) {
     CWordList list(false, &m_dict);
-    // The later text of a handle wins; both are counted.
     list.AddWord("old", 1);
     list.AddWord("new", 1);
     list.AddWord("zero", 0);
@@ -87,10 +84,8 @@ TEST_F(WordListTest, AddingEdgeCases) {
     EXPECT_EQ(list.AddWord(("\xEF\xBB\xBF" + G("好")).c_str()), 1);
     EXPECT_EQ(list.AddWord("\xEF\xBB"), 1);  // a cut mark is just an unknown word
     // Failures store nothing.
-    EXPECT_EQ(list.AddWord(nullptr, 0), 0);
-    EXPECT_EQ(list.AddWord(nullptr), 0);
-    EXPECT_EQ(list.AddWord("huge", CWordList::MAX_HANDLE + 1), 0);
-    EXPECT_EQ(list.AddWord("huge", INT_MAX), 0);
+    EXPECT_EQ(list.AddWord(nullptr, 0) + list.AddWord(nullptr), 0);
+    EXPECT_EQ(list.AddWord("huge", CWordList::MAX_HANDLE + 1) + list.AddWord("huge", INT_MAX), 0);
     list.AddWordComplete();
     EXPECT_EQ(list.GetItemCount(), 4u);
     EXPECT_EQ(list.GetBound(), 5);
@@ -132,24 +127,21 @@ TEST_F(WordListTest, TextsBeyondOneBufferBlock) {
     EXPECT_EQ(list.GetWord(25000), sLong);
 }
 
+// Deliberate: a line without a token adds the previous token again.
 TEST_F(WordListTest, ImportFromTextFile) {
     const std::vector<std::string> vecWords = DictWords();
-    std::string sFile = "\xEF\xBB\xBF" + vecWords[1] + " trailing fields\n";  // mark at the start
-    sFile += "  \t" + vecWords[0] + "\n";
-    sFile += "\n";  // no token: the previous one again
-    sFile += "unknown\n";
-    sFile += std::string(1500, 'z') + "\n";  // read in pieces, none of them a word
-    sFile += vecWords[3] + "\r\n";
-    ASSERT_TRUE(WriteWholeFile(m_dir.File("words.txt"), sFile));
+    // A mark at the start; a line read in pieces, none of them a word.
+    ASSERT_TRUE(WriteWholeFile(m_dir.File("words.txt"),
+                               "\xEF\xBB\xBF" + vecWords[1] + " trailing fields\n  \t" +
+                                   vecWords[0] + "\n\nunknown\n" + std::string(1500, 'z') + "\n" +
+                                   vecWords[3] + "\r\n"));
 
     CWordList list(false, nullptr);
     EXPECT_EQ(list.Import(m_dir.File("words.txt").c_str(), &m_dict), 4);
     EXPECT_EQ(list.GetItemCount(), 4u);
     EXPECT_EQ(list.GetBound(), 4);
-    EXPECT_EQ(list.GetWord(0), vecWords[0]);
-    EXPECT_EQ(list.GetWord(1), vecWords[1]);
+    for (int h : {0, 1, 3}) EXPECT_EQ(list.GetWord(h), vecWords[h]);
     EXPECT_EQ(list.GetWord(2), vecWords[1]) << "handle 2 has no text: the first text";
-    EXPECT_EQ(list.GetWord(3), vecWords[3]);
 
     // The dictionary given earlier stays when none is passed; a missing file gives 0.
     EXPECT_EQ(list.Import(m_dir.File("words.txt").c_str(), nullptr), 4);
@@ -160,30 +152,25 @@ TEST_F(WordListTest, ImportFromTextFile) {
 TEST_F(WordListTest, ImportPrintsProgressFromALineCounterStartingAtOne) {
     // The counter is 1 before the first line and is raised before each line, so the 99th line is
     // the first to reach 100.
-    std::string s98, s99;
-    for (int i = 0; i < 98; ++i) s98 += "x\n";
-    s99 = s98 + "x\n";
-    ASSERT_TRUE(WriteWholeFile(m_dir.File("98.txt"), s98));
-    ASSERT_TRUE(WriteWholeFile(m_dir.File("99.txt"), s99));
     CWordList list(false, &m_dict);
-    testing::internal::CaptureStdout();
-    EXPECT_EQ(list.Import(m_dir.File("98.txt").c_str(), nullptr), 98);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
-    testing::internal::CaptureStdout();
-    EXPECT_EQ(list.Import(m_dir.File("99.txt").c_str(), nullptr), 99);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "Line 100\r");
+    for (int nLines : {98, 99}) {
+        std::string sText;
+        for (int i = 0; i < nLines; ++i) sText += "x\n";
+        ASSERT_TRUE(WriteWholeFile(m_dir.File("n.txt"), sText));
+        testing::internal::CaptureStdout();
+        EXPECT_EQ(list.Import(m_dir.File("n.txt").c_str(), nullptr), nLines);
+        EXPECT_EQ(testing::internal::GetCapturedStdout(), nLines == 99 ? "Line 100\r" : "");
+    }
 }
 
 TEST_F(WordListTest, ImportFromKeywordRecords) {
     std::vector<WORD_INFO> vecInfo(4);
-    vecInfo[0].word = G("人民");
-    vecInfo[0].store_info = G("类别甲");
-    vecInfo[1].word = "unknown";
-    vecInfo[1].store_info = "skipped";
-    vecInfo[2].word = "abc";
-    vecInfo[2].store_info = "";
-    vecInfo[3].word = "x";
-    vecInfo[3].store_info = "info-x";
+    const char* sPairs[4][2] = {
+        {"人民", "类别甲"}, {"unknown", "skipped"}, {"abc", ""}, {"x", "info-x"}};
+    for (size_t i = 0; i < 4; ++i) {
+        vecInfo[i].word = G(sPairs[i][0]);
+        vecInfo[i].store_info = G(sPairs[i][1]);
+    }
 
     CWordList info(true, nullptr);
     EXPECT_EQ(info.Import(vecInfo, &m_dict, true), 3);
@@ -217,14 +204,14 @@ TEST_F(WordListTest, ExportWithExclusionList) {
     EXPECT_EQ(ReadWholeFile(m_dir.File("out.txt")), G("人民") + "\nabc\n" + G("好") + "\nx\n");
 
     // Without an exclusion list (or with one that cannot be opened) every handle is written.
-    const std::string sAll =
-        G("中国") + "\n" + G("人民") + "\nabc\n" + G("关键词") + "\n" + G("好") + "\nx\n";
-    ASSERT_EQ(list.Export(m_dir.File("all.txt").c_str(), &m_dict, nullptr), 0);
-    EXPECT_EQ(ReadWholeFile(m_dir.File("all.txt")), sAll);
-    ASSERT_EQ(list.Export(m_dir.File("all2.txt").c_str(), &m_dict, m_dir.File("none").c_str()), 0);
-    EXPECT_EQ(ReadWholeFile(m_dir.File("all2.txt")), sAll);
-
-    // Failure is 1, with a message for an output that cannot be opened.
+    const std::string sNone = m_dir.File("none");
+    for (const char* sExcl : {static_cast<const char*>(nullptr), sNone.c_str()}) {
+        ASSERT_EQ(list.Export(m_dir.File("all.txt").c_str(), &m_dict, sExcl), 0);
+        EXPECT_EQ(ReadWholeFile(m_dir.File("all.txt")), G("中国") + "\n" + G("人民") + "\nabc\n" +
+                                                            G("关键词") + "\n" + G("好") + "\nx\n");
+    }
+    // Deliberate: 0 is success here, unlike Save and Load. Failure is 1, with a message for an
+    // output that cannot be opened.
     const std::string sBad = m_dir.File("no/such/dir.txt");
     testing::internal::CaptureStdout();
     EXPECT_EQ(list.Export(sBad.c_str(), &m_dict, nullptr), 1);
@@ -255,6 +242,12 @@ TEST_F(WordListTest, GoldenPlainFile) {
     for (size_t i = 0; i < sText.size(); ++i)
         sText[i] = static_cast<char>(sText[i] ^ QMT_WORD_LIST_KEY[i]);
     EXPECT_EQ(ReadWholeFile(m_dir.File("golden.scrambled")), sExpected.substr(0, 28) + sText);
+    // An empty list is its four zero counts.
+    CWordList empty(true, nullptr);
+    empty.AddWordComplete();
+    ASSERT_EQ(empty.Save(m_dir.File("empty.wordlist").c_str()), 1);
+    EXPECT_EQ(ReadWholeFile(m_dir.File("empty.wordlist")),
+              Int32(0) + Int32(0) + Int32(0) + Int32(0));
 }
 
 TEST_F(WordListTest, SaveAndLoadRoundTrips) {
@@ -284,19 +277,9 @@ TEST_F(WordListTest, SaveAndLoadRoundTrips) {
             EXPECT_STREQ(loaded.GetWord(h), list.GetWord(h));
         ASSERT_EQ(loaded.Save((sFile + "3").c_str()), 1);
         EXPECT_EQ(ReadWholeFile(sFile + "3"), sBytes);
+        EXPECT_EQ(loaded.Save(m_dir.File("no/such/dir").c_str()), 0);
+        EXPECT_EQ(loaded.Save(nullptr), 0);
     }
-    // An empty list round-trips too.
-    CWordList empty(true, nullptr);
-    empty.AddWordComplete();
-    ASSERT_EQ(empty.Save(m_dir.File("empty.wordlist").c_str()), 1);
-    EXPECT_EQ(ReadWholeFile(m_dir.File("empty.wordlist")),
-              Int32(0) + Int32(0) + Int32(0) + Int32(0));
-    CWordList loaded(true, nullptr);
-    ASSERT_EQ(loaded.Load(m_dir.File("empty.wordlist").c_str()), 1);
-    EXPECT_STREQ(loaded.GetWord(0), "");
-
-    EXPECT_EQ(loaded.Save(m_dir.File("no/such/dir").c_str()), 0);
-    EXPECT_EQ(loaded.Save(nullptr), 0);
 }
 
 TEST_F(WordListTest, LoadRejectsBadFilesAndStaysUsable) {
@@ -325,31 +308,29 @@ TEST_F(WordListTest, LoadRejectsBadFilesAndStaysUsable) {
         };
         vt_test::ForEachDamagedCopy(sGood, m_dir.File("bad.wordlist"), 40, 300, 7, fnCheck);
 
-        // Inconsistent counts and offsets.
+        // Inconsistent counts and offsets, around a good file with count 1, bound 1, offsets 0 0,
+        // text size 3.
         auto fnLoadBytes = [&](const std::string& sBytes) {
             WriteWholeFile(m_dir.File("bad.wordlist"), sBytes);
             return list.Load(m_dir.File("bad.wordlist").c_str());
         };
-        const std::string sText("ab\0", 3);
-        std::string sTextOnDisk = sText;
-        if (bEncript) CQMTEncript(QMT_WORD_LIST_KEY).Encrypt(sTextOnDisk);
-        EXPECT_EQ(fnLoadBytes(Int32(1) + Int32(1) + Int32(0) + Int32(0) + Int32(3) + sTextOnDisk),
-                  1);
+        std::string sText("ab\0", 3);
+        if (bEncript) CQMTEncript(QMT_WORD_LIST_KEY).Encrypt(sText);
+        auto fnFile = [&](int32_t nCount, int32_t nOffset, int32_t nSize,
+                          const std::string& sTail) {
+            return Int32(nCount) + Int32(1) + Int32(nOffset) + Int32(0) + Int32(nSize) + sTail;
+        };
+        EXPECT_EQ(fnLoadBytes(fnFile(1, 0, 3, sText)), 1);
         EXPECT_STREQ(list.GetWord(0), "ab");
-        EXPECT_EQ(fnLoadBytes(Int32(1) + Int32(-1) + Int32(0) + Int32(3) + sTextOnDisk),
-                  0);  // bound
-        EXPECT_EQ(fnLoadBytes(Int32(1) + Int32(1) + Int32(3) + Int32(0) + Int32(3) + sTextOnDisk),
-                  0);  // offset at the end of the text
-        EXPECT_EQ(fnLoadBytes(Int32(1) + Int32(1) + Int32(-2) + Int32(0) + Int32(3) + sTextOnDisk),
-                  0);
-        EXPECT_EQ(fnLoadBytes(Int32(2) + Int32(1) + Int32(0) + Int32(0) + Int32(3) + sTextOnDisk),
-                  0);  // count beyond the texts
-        EXPECT_EQ(fnLoadBytes(Int32(1) + Int32(1) + Int32(0) + Int32(0) + Int32(4) + sTextOnDisk),
-                  0);
-        EXPECT_EQ(
-            fnLoadBytes(Int32(1) + Int32(1) + Int32(0) + Int32(0) + Int32(3) + sTextOnDisk + "z"),
-            0);
-        EXPECT_EQ(fnLoadBytes(Int32(1) + Int32(0x7FFFFFF0) + Int32(0)), 0);  // no gigabyte table
+        // Offset at the end of the text or negative, count beyond the texts, size or trailing bytes
+        // that disagree, a negative bound, a huge bound (no gigabyte table).
+        for (const std::string& sBad :
+             {fnFile(1, 3, 3, sText), fnFile(1, -2, 3, sText), fnFile(2, 0, 3, sText),
+              fnFile(1, 0, 4, sText), fnFile(1, 0, 3, sText + "z"),
+              Int32(1) + Int32(-1) + Int32(0) + Int32(3) + sText,
+              Int32(1) + Int32(0x7FFFFFF0) + Int32(0)}) {
+            EXPECT_EQ(fnLoadBytes(sBad), 0);
+        }
         EXPECT_EQ(list.GetBound(), 0);
         EXPECT_STREQ(list.GetWord(0), "");
         EXPECT_EQ(list.Load(m_dir.File("missing").c_str()), 0);
@@ -368,34 +349,32 @@ TEST_F(WordListTest, LoadRejectsBadFilesAndStaysUsable) {
 }
 
 TEST(WordListSort, QuicksortOrdersPairsByHandle) {
+    // Random handles with many repeats, and a reversed run (the pivot is always an extreme).
     std::mt19937 rng(3);
-    std::vector<word_elem> vecPairs(5000);
-    for (size_t i = 0; i < vecPairs.size(); ++i) {
-        vecPairs[i].handle = static_cast<int>(rng() % 300);
-        vecPairs[i].nWordIndex = static_cast<int>(i);
+    for (bool bReversed : {false, true}) {
+        std::vector<word_elem> vecPairs(bReversed ? 3000 : 5000);
+        for (size_t i = 0; i < vecPairs.size(); ++i) {
+            vecPairs[i].handle =
+                bReversed ? static_cast<int>(vecPairs.size() - i) : static_cast<int>(rng() % 300);
+            vecPairs[i].nWordIndex = static_cast<int>(i);
+        }
+        std::vector<word_elem> vecSorted = vecPairs;
+        CWordList::qksort(vecSorted.data(), 0, static_cast<int>(vecSorted.size()) - 1);
+        // Ordered by handle, and a permutation of the input.
+        auto fnKeys = [](const std::vector<word_elem>& vec, bool bSort) {
+            std::vector<std::pair<int, int>> v;
+            for (const word_elem& e : vec) v.emplace_back(e.handle, e.nWordIndex);
+            if (bSort) std::sort(v.begin(), v.end());
+            return v;
+        };
+        std::vector<std::pair<int, int>> vecKeys = fnKeys(vecSorted, false);
+        EXPECT_TRUE(std::is_sorted(vecKeys.begin(), vecKeys.end(),
+                                   [](const auto& a, const auto& b) { return a.first < b.first; }));
+        EXPECT_EQ(fnKeys(vecSorted, true), fnKeys(vecPairs, true));
     }
-    std::vector<word_elem> vecSorted = vecPairs;
-    CWordList::qksort(vecSorted.data(), 0, static_cast<int>(vecSorted.size()) - 1);
-    auto fnKey = [](const word_elem& e) { return std::make_pair(e.handle, e.nWordIndex); };
-    EXPECT_TRUE(
-        std::is_sorted(vecSorted.begin(), vecSorted.end(),
-                       [](const word_elem& a, const word_elem& b) { return a.handle < b.handle; }));
-    // A permutation of the input.
-    std::vector<std::pair<int, int>> a, b;
-    for (const word_elem& e : vecPairs) a.push_back(fnKey(e));
-    for (const word_elem& e : vecSorted) b.push_back(fnKey(e));
-    std::sort(a.begin(), a.end());
-    std::sort(b.begin(), b.end());
-    EXPECT_EQ(a, b);
-
-    // Reversed input (the pivot is always an extreme) and trivial ranges.
-    std::vector<word_elem> vecRun(3000);
-    for (size_t i = 0; i < vecRun.size(); ++i)
-        vecRun[i].handle = static_cast<int>(vecRun.size() - i);
-    CWordList::qksort(vecRun.data(), 0, static_cast<int>(vecRun.size()) - 1);
-    for (size_t i = 0; i < vecRun.size(); ++i) ASSERT_EQ(vecRun[i].handle, static_cast<int>(i + 1));
+    word_elem one{};
     CWordList::qksort(nullptr, 0, 10);
-    CWordList::qksort(vecRun.data(), 5, 5);
+    CWordList::qksort(&one, 0, 0);
 }
 
 }  // namespace
