@@ -1,0 +1,555 @@
+// CodeTran.cpp: CCodeTran, the table-driven encoding converter. See CodeTran.h.
+//
+// How a text is converted
+// =======================
+//
+// Frame (shared by both engines). The result starts empty; for the UTF-8 codes (1, 4, 5) a leading
+// byte-order mark EF BB BF is skipped in both directions. The text is copied and cut by StrLine with
+// its protected-run handling: a piece that starts with "^^" and is closed by a later "^^" is a
+// protected run and is appended verbatim without its markers; any other piece (a line, or the part
+// of a line before a protected run) is segmented and converted token by token. After a converted
+// piece the CR or LF that ended it is appended (one terminator per line; the blanks StrLine skips
+// at the start of every line are lost); a piece that ended before a protected run appends nothing.
+//
+// Tokens. A token whose lookup (Find in the source dictionary, the first target of GetMaps, the
+// target's text from GetWord) succeeds is replaced by that text. A mapped target without a text
+// (GetWord answers "" for a handle outside the list) is logged "Cannot find map info of <token>"
+// and the token passes unconverted. Towards GBK an unconverted non-ASCII token is wrapped in "^^";
+// when the previous token of the piece was exactly "^^" (which is what a wrapped token counts as),
+// the closing marker is taken off first, so a run of such tokens shares one pair of markers. Every
+// other unconverted token is appended as it is. The previous token starts empty on every piece.
+//
+// Literal engine (CodeTransPlain). Each piece goes through the source dictionary's MMSegment with a
+// tab separator, and the tokens between tabs go through the lookup one by one.
+//
+// Direct engine (CodeTrans with the converter's own tables). For a byte-mode dictionary the
+// segmentation is a walk over the double array with the character ranks of the 256 byte values: at
+// each offset the longest word is followed cell by cell exactly as MMSegment follows it (the check
+// of each step, the word-end test, the stop at a word without children); an unmatched byte stands
+// alone, or, when it is an ASCII byte other than " \t-_,.:/~#%^*()", takes the following such
+// bytes with it. A matched token is always the path of the cell where the walk ended, so the
+// lookup of every word cell is done once when the converter is built (a depth-first walk of the
+// array from its root) and stored by cell: the conversion of a unit is then one array read. The
+// unmatched one-byte tokens have their lookups stored by byte value; only unmatched ASCII runs of
+// two or more bytes are looked up while converting. A word containing a tab, which the literal
+// engine would see as several tokens, is marked and split the same way at conversion time. The
+// output is byte for byte that of the literal engine; the tests compare the two on random texts.
+#include "Utility/CodeTran.h"
+
+#include <climits>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "Utility/IDMaps.h"
+#include "Utility/PDAT.h"
+#include "Utility/Utility.h"
+#include "Utility/WordList.h"
+
+namespace {
+
+constexpr int NAME_BYTES = 15;
+constexpr int ENCODING_COUNT = 5;
+constexpr int FILE_COUNT = 6;
+
+// The six files of codes 1 to 5, by column: GBK-side dictionary, GBK-side word list, code-side
+// dictionary, code-side word list, code-to-GBK map, GBK-to-code map.
+// Deliberate: row 4 holds "GBKA2UTF.map" in the code-to-GBK column and "UTF2GBKA.map" in the
+// GBK-to-code column; the shipped tables are named that way and the loader goes by column.
+constexpr char FILE_NAMES[ENCODING_COUNT][FILE_COUNT][NAME_BYTES] = {
+    {"GBK.pdat", "GBK.wordlist", "UTF8.pdat", "UTF8.wordlist", "UTF2GBK.map", "GBK2UTF.map"},
+    {"GBK.pdat", "GBK.wordlist", "BIG5.pdat", "BIG5.wordlist", "BIG2GBK.map", "GBK2BIG.map"},
+    {"GBK.pdat", "GBK.wordlist", "GBKA.pdat", "GBKA.wordlist", "GBKA2GBK.map", "GBK2GBKA.map"},
+    {"GBKA.pdat", "GBKA.wordlist", "UTF8.pdat", "UTF8.wordlist", "GBKA2UTF.map", "UTF2GBKA.map"},
+    {"GBK.pdat", "GBK.wordlist", "UTF8.pdat", "UTF8.wordlist", "UTF2GBK.map", "GBK2UTF.map"},
+};
+
+const char MARKER[] = "^^";
+const char CANNOT_LOAD[] = " cannot load!\n";
+const char NO_MAP_INFO[] = "Cannot find map info of ";
+
+inline bool HasBom(const char* s) {
+    return static_cast<unsigned char>(s[0]) == 0xEF && static_cast<unsigned char>(s[1]) == 0xBB &&
+           static_cast<unsigned char>(s[2]) == 0xBF;
+}
+
+// How the lookup of one token came out.
+enum class ETokenKind : uint8_t {
+    kConverted,    // replaced by the target text
+    kUnconverted,  // no word, or a word without targets: the token passes
+    kMissing,      // a target without a text: logged, the token passes
+    kSplit,        // (direct table only) a word containing tabs: looked up part by part
+};
+
+struct _stLookup {
+    const char* sText = nullptr;  // the target text (kConverted), owned by the word list
+    uint32_t nLen = 0;
+    ETokenKind eKind = ETokenKind::kUnconverted;
+};
+
+// LookupToken: the lookup of one token, as both engines do it.
+_stLookup LookupToken(const CPDAT* pDict, const CIDMaps* pMap, const CWordList* pList,
+                      const char* sToken, size_t nLen) {
+    _stLookup result;
+    if (pDict == nullptr || nLen > UINT_MAX) return result;
+    int nId = pDict->Find(sToken, static_cast<unsigned int>(nLen));
+    if (nId < 0 || pMap == nullptr) return result;
+    int nCount = 0;
+    const idmaps_info* pTargets = pMap->GetMaps(nId, &nCount);
+    if (pTargets == nullptr || nCount <= 0) return result;
+    // GetWord never answers null: "" (a handle outside the list) is the missing text.
+    const char* sWord = pList != nullptr ? pList->GetWord(pTargets[0].handle2) : nullptr;
+    if (sWord == nullptr || *sWord == '\0') {
+        result.eKind = ETokenKind::kMissing;
+        return result;
+    }
+    size_t nWordLen = std::strlen(sWord);
+    if (nWordLen > UINT32_MAX) return result;
+    result.sText = sWord;
+    result.nLen = static_cast<uint32_t>(nWordLen);
+    result.eKind = ETokenKind::kConverted;
+    return result;
+}
+
+// CTokenSink: appends converted and unconverted tokens of one piece with the marker rules.
+class CTokenSink {
+public:
+    CTokenSink(std::string& sResult, bool bToCode) : m_sResult(sResult), m_bToCode(bToCode) {}
+
+    // StartPiece: the previous token is empty again.
+    void StartPiece() { m_bPrevMarker = false; }
+
+    void Emit(const _stLookup& lookup, const char* sToken, size_t nLen) {
+        if (lookup.eKind == ETokenKind::kConverted) {
+            m_sResult.append(lookup.sText, lookup.nLen);
+            m_bPrevMarker = IsMarker(sToken, nLen);
+            return;
+        }
+        if (lookup.eKind == ETokenKind::kMissing) {
+            ReportError(std::string(NO_MAP_INFO) + std::string(sToken, nLen));
+        }
+        Unconverted(sToken, nLen);
+    }
+
+private:
+    static bool IsMarker(const char* sToken, size_t nLen) {
+        return nLen == 2 && sToken[0] == '^' && sToken[1] == '^';
+    }
+
+    void Unconverted(const char* sToken, size_t nLen) {
+        if (!m_bToCode && static_cast<unsigned char>(sToken[0]) >= 0x80) {
+            if (m_bPrevMarker) {
+                // Deliberate: the previous token's closing marker is taken back, whatever the
+                // previous token was, so adjacent unconverted bytes share one pair of markers.
+                m_sResult.resize(m_sResult.size() >= 2 ? m_sResult.size() - 2 : 0);
+            } else {
+                m_sResult.append(MARKER, 2);
+            }
+            m_sResult.append(sToken, nLen);
+            m_sResult.append(MARKER, 2);
+            m_bPrevMarker = true;
+            return;
+        }
+        m_sResult.append(sToken, nLen);
+        m_bPrevMarker = IsMarker(sToken, nLen);
+    }
+
+    std::string& m_sResult;
+    const bool m_bToCode;
+    bool m_bPrevMarker = false;  // the previous token of the piece was exactly "^^"
+};
+
+// EmitTabbed: the tokens of a segmented text in which tabs separate tokens (runs of tabs and
+// leading or trailing tabs give no token).
+void EmitTabbed(const CPDAT* pDict, const CIDMaps* pMap, const CWordList* pList, const char* s,
+                size_t nLen, CTokenSink& sink) {
+    size_t i = 0;
+    while (i < nLen) {
+        if (s[i] == '\t') {
+            ++i;
+            continue;
+        }
+        const void* pTab = std::memchr(s + i, '\t', nLen - i);
+        size_t nEnd = pTab != nullptr ? static_cast<size_t>(static_cast<const char*>(pTab) - s) : nLen;
+        sink.Emit(LookupToken(pDict, pMap, pList, s + i, nEnd - i), s + i, nEnd - i);
+        i = nEnd;
+    }
+}
+
+// The empty dictionary that stands in for a null one (byte mode, nothing matches).
+const CPDAT& EmptyDictionary() {
+    static const CPDAT s_empty(1);
+    return s_empty;
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------------------------------------------------
+// The direct table of one direction.
+
+struct CCodeTran::CDirectTable {
+    // One precomputed lookup.
+    struct Entry {
+        const char* sText = nullptr;
+        uint32_t nLen = 0;
+        ETokenKind eKind = ETokenKind::kUnconverted;
+    };
+
+    const CPDAT* pDict = nullptr;
+    const CIDMaps* pMap = nullptr;
+    const CWordList* pList = nullptr;
+    const CPDAT::state* pStates = nullptr;  // the dictionary's array (owned by it), or null
+    int64_t nBound = -1;                    // highest cell index
+    int anRank[256];                        // rank of each byte value, -1 when unranked
+    bool abGlue[256];                       // ASCII bytes that unmatched ASCII runs are made of
+    std::vector<int32_t> vecCellEntry;      // per cell: index into vecEntries, -1 when no word ends there
+    std::vector<Entry> vecEntries;
+    Entry aByteEntry[256];                  // the lookup of each one-byte token
+
+    // Build: false when the dictionary is not in byte mode (the literal engine is used then).
+    bool Build(const CPDAT* pSrcDict, const CIDMaps* pSrcMap, const CWordList* pDsnList);
+    // ConvertPiece: the tokens of one piece into the sink.
+    void ConvertPiece(const unsigned char* s, size_t nLen, CTokenSink& sink) const;
+
+private:
+    Entry MakeEntry(const char* sToken, size_t nLen) const {
+        Entry entry;
+        if (std::memchr(sToken, '\t', nLen) != nullptr) {
+            entry.eKind = ETokenKind::kSplit;
+            return entry;
+        }
+        _stLookup lookup = LookupToken(pDict, pMap, pList, sToken, nLen);
+        entry.sText = lookup.sText;
+        entry.nLen = lookup.nLen;
+        entry.eKind = lookup.eKind;
+        return entry;
+    }
+    void Emit(const Entry& entry, const unsigned char* s, size_t nLen, CTokenSink& sink) const {
+        const char* sToken = reinterpret_cast<const char*>(s);
+        if (entry.eKind == ETokenKind::kSplit) {
+            EmitTabbed(pDict, pMap, pList, sToken, nLen, sink);
+            return;
+        }
+        _stLookup lookup;
+        lookup.sText = entry.sText;
+        lookup.nLen = entry.nLen;
+        lookup.eKind = entry.eKind;
+        sink.Emit(lookup, sToken, nLen);
+    }
+    static bool IsWordEnd(const CPDAT::state& st) {
+        return st.base < 0 || (st.base == 0 && st.handle >= 0);
+    }
+};
+
+bool CCodeTran::CDirectTable::Build(const CPDAT* pSrcDict, const CIDMaps* pSrcMap,
+                                    const CWordList* pDsnList) {
+    if (pSrcDict == nullptr || pSrcDict->GetMode() != 1) return false;
+    pDict = pSrcDict;
+    pMap = pSrcMap;
+    pList = pDsnList;
+    pStates = pSrcDict->GetStates();
+    nBound = pStates != nullptr ? pSrcDict->GetLowerBound() : -1;
+    for (int c = 0; c < 256; ++c) {
+        anRank[c] = pStates != nullptr ? pSrcDict->GetCharRank(c) : -1;
+        abGlue[c] = c != 0 && c < 0x80 && std::strchr(" \t-_,.:/~#%^*()", c) == nullptr;
+        char sByte[1] = {static_cast<char>(c)};
+        aByteEntry[c] = MakeEntry(sByte, 1);
+    }
+    vecCellEntry.assign(static_cast<size_t>(nBound + 1), -1);
+    vecEntries.clear();
+    if (pStates == nullptr) return true;
+
+    // Depth-first walk from the root over the steps a segmentation can take. A step's target cell
+    // must check its source cell, so (the root's children checking -2) no cell is reached twice and
+    // the walk ends; a word cell without children is not stepped beyond, as the segmentation stops
+    // there.
+    std::vector<int> vecCodes;  // ranked byte values
+    for (int c = 0; c < 256; ++c) {
+        if (anRank[c] >= 0) vecCodes.push_back(c);
+    }
+    struct Frame {
+        int64_t nCell;
+        size_t nDepth;  // bytes of the path, this cell's included
+        unsigned char cCode;
+    };
+    std::vector<Frame> vecStack;
+    auto pushChildren = [&](int64_t nParent, int64_t nBase, size_t nDepth) {
+        int64_t nAbs = nBase < 0 ? -nBase : nBase;
+        for (int c : vecCodes) {
+            int64_t p = nAbs + anRank[c];
+            if (p > nBound || pStates[p].check != nParent) continue;
+            vecStack.push_back({p, nDepth + 1, static_cast<unsigned char>(c)});
+        }
+    };
+    pushChildren(-2, 0, 0);
+    std::string sPath;  // the path of the cell being visited
+    while (!vecStack.empty()) {
+        Frame frame = vecStack.back();
+        vecStack.pop_back();
+        sPath.resize(frame.nDepth - 1);  // the parent's path (the walk is depth first)
+        sPath.push_back(static_cast<char>(frame.cCode));
+        const CPDAT::state& st = pStates[frame.nCell];
+        if (IsWordEnd(st)) {
+            vecCellEntry[static_cast<size_t>(frame.nCell)] = static_cast<int32_t>(vecEntries.size());
+            vecEntries.push_back(MakeEntry(sPath.data(), sPath.size()));
+            if (st.base == -frame.nCell) continue;
+        }
+        pushChildren(frame.nCell, st.base, frame.nDepth);
+    }
+    return true;
+}
+
+void CCodeTran::CDirectTable::ConvertPiece(const unsigned char* s, size_t nLen,
+                                           CTokenSink& sink) const {
+    size_t nStart = 0;
+    while (nStart < nLen) {
+        // The longest word at nStart, step by step as the dictionary's segmentation takes it.
+        size_t nBest = 0;
+        int64_t nBestCell = -1;
+        if (pStates != nullptr) {
+            int64_t nBase = 0, nPrev = -2;
+            for (size_t i = nStart; i < nLen;) {
+                int nRank = anRank[s[i]];
+                if (nRank < 0) break;
+                int64_t p = (nBase < 0 ? -nBase : nBase) + nRank;
+                if (p > nBound) break;
+                const CPDAT::state& st = pStates[p];
+                if (st.check != nPrev) break;
+                ++i;
+                nPrev = p;
+                nBase = st.base;
+                if (IsWordEnd(st)) {
+                    nBest = i - nStart;
+                    nBestCell = p;
+                    if (st.base == -p) break;
+                }
+            }
+        }
+        if (nBest > 0) {
+            int32_t nEntry = vecCellEntry[static_cast<size_t>(nBestCell)];
+            if (nEntry >= 0) {
+                Emit(vecEntries[static_cast<size_t>(nEntry)], s + nStart, nBest, sink);
+            } else {  // not reached: every cell a walk can end on has its entry
+                Emit(MakeEntry(reinterpret_cast<const char*>(s + nStart), nBest), s + nStart, nBest,
+                     sink);
+            }
+            nStart += nBest;
+            continue;
+        }
+        // An unmatched byte, with the ASCII bytes that follow glued to an ASCII one.
+        size_t nSeg = 1;
+        if (abGlue[s[nStart]]) {
+            while (nStart + nSeg < nLen && abGlue[s[nStart + nSeg]]) ++nSeg;
+        }
+        if (nSeg == 1) {
+            Emit(aByteEntry[s[nStart]], s + nStart, 1, sink);
+        } else {
+            const char* sToken = reinterpret_cast<const char*>(s + nStart);
+            sink.Emit(LookupToken(pDict, pMap, pList, sToken, nSeg), sToken, nSeg);
+        }
+        nStart += nSeg;
+    }
+}
+
+// ---------------------------------------------------------------------------------------------------------
+// Construction.
+
+CCodeTran::CCodeTran(const char* sDataPath, int encode) {
+    if (encode < 1 || encode > ENCODING_COUNT || sDataPath == nullptr) return;
+    const char(&names)[FILE_COUNT][NAME_BYTES] = FILE_NAMES[encode - 1];
+    auto path = [&](int nColumn) { return std::string(sDataPath) + "/" + names[nColumn]; };
+    auto fail = [&](int nColumn) { ReportError(path(nColumn) + CANNOT_LOAD); };
+    auto freeAll = [&]() {
+        m_pGBKSrcDict.reset();
+        m_pGBKWordList.reset();
+        m_pCodeDict.reset();
+        m_pCodeWordList.reset();
+        m_pCode2GBKMap.reset();
+        m_pGBK2CodeMap.reset();
+    };
+
+    m_pGBKSrcDict.reset(new CPDAT(1));
+    if (!m_pGBKSrcDict->Load(path(0).c_str())) {
+        fail(0);
+        freeAll();
+        return;
+    }
+    m_pGBKWordList.reset(new CWordList(false, nullptr));
+    if (!m_pGBKWordList->Load(path(1).c_str())) {
+        fail(1);
+        freeAll();
+        return;
+    }
+    m_pCodeDict.reset(new CPDAT(1));
+    if (!m_pCodeDict->Load(path(2).c_str())) {
+        fail(2);
+        freeAll();
+        return;
+    }
+    m_pCodeWordList.reset(new CWordList(false, nullptr));
+    if (!m_pCodeWordList->Load(path(3).c_str())) {
+        fail(3);
+        freeAll();
+        return;
+    }
+    // Deliberate: a map file that cannot be loaded is logged and every table is freed, but
+    // construction goes on and reports success; such a converter passes texts through unconverted
+    // (apart from the markers and the line handling). Callers check only the status.
+    m_pCode2GBKMap.reset(new CIDMaps());
+    if (!m_pCode2GBKMap->Load(path(4).c_str())) {
+        fail(4);
+        freeAll();
+    }
+    m_pGBK2CodeMap.reset(new CIDMaps());
+    if (!m_pGBK2CodeMap->Load(path(5).c_str())) {
+        fail(5);
+        freeAll();
+    }
+    m_nEncoding = encode;
+    m_nStatus = 1;
+    BuildDirectTables();
+}
+
+CCodeTran::~CCodeTran() = default;
+
+void CCodeTran::BuildDirectTables() {
+    if (!m_pGBKSrcDict || !m_pGBKWordList || !m_pCodeDict || !m_pCodeWordList || !m_pCode2GBKMap ||
+        !m_pGBK2CodeMap) {
+        return;
+    }
+    std::unique_ptr<CDirectTable> pToGBK(new CDirectTable());
+    if (pToGBK->Build(m_pCodeDict.get(), m_pCode2GBKMap.get(), m_pGBKWordList.get())) {
+        m_pToGBKDirect = std::move(pToGBK);
+    }
+    std::unique_ptr<CDirectTable> pToCode(new CDirectTable());
+    if (pToCode->Build(m_pGBKSrcDict.get(), m_pGBK2CodeMap.get(), m_pCodeWordList.get())) {
+        m_pToCodeDirect = std::move(pToCode);
+    }
+}
+
+// ---------------------------------------------------------------------------------------------------------
+// Conversion.
+
+const char* CCodeTran::CodeToGBK(const char* text, std::string& result) const {
+    if (text == nullptr || *text == '\0') {
+        result.clear();
+        return nullptr;
+    }
+    return CodeTrans(text, result, m_pCodeDict.get(), m_pCode2GBKMap.get(), m_pGBKWordList.get(),
+                     false);
+}
+
+const char* CCodeTran::GBKToCode(const char* text, std::string& result) const {
+    if (text == nullptr || *text == '\0') {
+        result.clear();
+        return result.c_str();
+    }
+    return CodeTrans(text, result, m_pGBKSrcDict.get(), m_pGBK2CodeMap.get(),
+                     m_pCodeWordList.get(), true);
+}
+
+const char* CCodeTran::CodeTrans(const char* text, std::string& result, CPDAT* pSrcDict,
+                                 CIDMaps* pMap, CWordList* pDsnList, bool toCode) const {
+    const CDirectTable* pDirect = toCode ? m_pToCodeDirect.get() : m_pToGBKDirect.get();
+    if (pDirect != nullptr &&
+        (pDirect->pDict != pSrcDict || pDirect->pMap != pMap || pDirect->pList != pDsnList)) {
+        pDirect = nullptr;
+    }
+    return Convert(text, result, pSrcDict, pMap, pDsnList, toCode, pDirect);
+}
+
+const char* CCodeTran::CodeTransPlain(const char* text, std::string& result, CPDAT* pSrcDict,
+                                      CIDMaps* pMap, CWordList* pDsnList, bool toCode) const {
+    return Convert(text, result, pSrcDict, pMap, pDsnList, toCode, nullptr);
+}
+
+const char* CCodeTran::Convert(const char* text, std::string& result, const CPDAT* pSrcDict,
+                               const CIDMaps* pMap, const CWordList* pDsnList, bool toCode,
+                               const CDirectTable* pDirect) const {
+    result.clear();
+    if (text == nullptr) return result.c_str();
+    if ((m_nEncoding == 1 || m_nEncoding == 4 || m_nEncoding == 5) && HasBom(text)) text += 3;
+    const CPDAT* pDict = pSrcDict != nullptr ? pSrcDict : &EmptyDictionary();
+
+    std::vector<char> vecWork(text, text + std::strlen(text) + 1);
+    result.reserve(vecWork.size() + vecWork.size() / 8);
+    CTokenSink sink(result, toCode);
+    int* pHandles = nullptr;  // MMSegment's buffers (literal engine), grown by it
+    int nHandleCap = 0;
+    char* pSegment = nullptr;
+    int nSegmentCap = 0;
+
+    char* pCur = vecWork.data();
+    for (;;) {
+        char* pNext = nullptr;
+        char cSep = '\0';
+        int nStatus = 0;
+        char* pPiece = StrLine(pCur, &pNext, &cSep, &nStatus, true);
+        if (pPiece == nullptr) break;
+        if (nStatus == 1) {
+            result.append(pPiece);  // a protected run, without its markers
+        } else {
+            sink.StartPiece();
+            size_t nLen = std::strlen(pPiece);
+            if (pDirect != nullptr) {
+                pDirect->ConvertPiece(reinterpret_cast<const unsigned char*>(pPiece), nLen, sink);
+            } else {
+                pDict->MMSegment(pPiece, &pHandles, &nHandleCap, &pSegment, &nSegmentCap, false,
+                                 false, 0, '\t');
+                if (pSegment != nullptr) {
+                    EmitTabbed(pDict, pMap, pDsnList, pSegment, std::strlen(pSegment), sink);
+                }
+            }
+            // The line end is kept; a '^' (the start of a protected run) is put back instead.
+            if (cSep == '\r' || cSep == '\n') result.push_back(cSep);
+        }
+        if (pNext == nullptr) break;
+        *pNext = cSep;
+        pCur = pNext;
+    }
+    std::free(pHandles);
+    std::free(pSegment);
+    return result.c_str();
+}
+
+// ---------------------------------------------------------------------------------------------------------
+// Files.
+
+namespace {
+
+// ConvertFile: reads sSrcFile whole, creates sDsnFile, writes the mark (when given) and the
+// converted text followed by "\n".
+template <class FnConvert>
+bool ConvertFile(const char* sSrcFile, const char* sDsnFile, bool bSkipBom, bool bWriteBom,
+                 FnConvert fnConvert) {
+    if (sSrcFile == nullptr || sDsnFile == nullptr) return false;
+    char* pBuffer = nullptr;
+    size_t nRead = ReadFile(sSrcFile, &pBuffer);
+    std::unique_ptr<char[]> pOwned(pBuffer);
+    if (nRead == 0 || pBuffer == nullptr) return false;
+    FILE* fp = std::fopen(sDsnFile, "wt");
+    if (fp == nullptr) return false;
+    const char* sText = pBuffer;
+    if (bSkipBom && nRead >= 3 && HasBom(sText)) sText += 3;
+    if (bWriteBom) std::fwrite("\xEF\xBB\xBF", 1, 3, fp);
+    std::string sResult;
+    fnConvert(sText, sResult);
+    std::fprintf(fp, "%s\n", sResult.c_str());
+    std::fclose(fp);
+    return true;
+}
+
+}  // namespace
+
+bool CCodeTran::CodeToGBKFile(const char* sSrcFile, const char* sDsnFile) const {
+    return ConvertFile(sSrcFile, sDsnFile, m_nEncoding == 1, false,
+                       [this](const char* s, std::string& r) { CodeToGBK(s, r); });
+}
+
+bool CCodeTran::GBKToCodeFile(const char* sSrcFile, const char* sDsnFile) const {
+    return ConvertFile(sSrcFile, sDsnFile, false, m_nEncoding == 1,
+                       [this](const char* s, std::string& r) { GBKToCode(s, r); });
+}
