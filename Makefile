@@ -2,10 +2,10 @@
 BUILD      ?= build
 JOBS       ?= $(shell nproc 2>/dev/null || echo 2)
 CMAKE_ARGS ?=
-DEB_PACKAGES := cmake make g++ binutils googletest libgtest-dev libgmock-dev libbenchmark-dev python3-jieba
+DEB_PACKAGES := cmake make g++ binutils python3 googletest libgtest-dev libgmock-dev libbenchmark-dev python3-jieba
 FUZZ_PACKAGES := clang libclang-rt-14-dev
 
-.PHONY: all deps install-packages build test demo bench asan tsan fuzz format clean
+.PHONY: all deps install-packages data-sources build test demo bench asan tsan fuzz format clean
 
 all: build
 
@@ -59,6 +59,11 @@ fuzz: deps
 	cmake --build build-fuzz -j $(JOBS)
 	@for f in build-fuzz/fuzz/*_fuzz; do t=$$(basename $$f _fuzz); mkdir -p build-fuzz/corpus/$$t; echo "== $$t"; \
 	    $$f -max_total_time=$${FUZZ_SECONDS:-60} build-fuzz/corpus/$$t fuzz/corpus/$$t || exit 1; done
+
+# data-sources: regenerates the text tables under data/ from Debian-packaged public data (the packages are
+# listed in data/scripts/README.md), then checks them.
+data-sources:
+	/usr/bin/python3 data/scripts/gen_sources.py && /usr/bin/python3 data/scripts/check_sources.py
 
 format:
 	find Src tests bench tools fuzz -name '*.h' -o -name '*.cpp' -o -name '*.c' | xargs clang-format -i
