@@ -2,9 +2,9 @@
 //
 // Conversion walks the text one GBK character at a time. A two-byte character is looked up in the
 // character dictionary; its first reading is the smallest syllable id the map holds for it, which
-// after an import is the syllable that appeared first in the whole import file. The syllable goes to
-// the pinyin text and its first letter to the initials, and one position pair ties the character to
-// its syllable. ASCII letters pass to both texts as they are; everything else is dropped.
+// after an import is the syllable that appeared first in the whole import file. The syllable goes
+// to the pinyin text and its first letter to the initials, and one position pair ties the character
+// to its syllable. ASCII letters pass to both texts as they are; everything else is dropped.
 //
 // Loading checks each file through its own loader and then that the map's ids stay inside the
 // word lists, so no lookup can fall on GetWord's out-of-range answer.

@@ -65,9 +65,10 @@ public:
     // Hanzi2Pinyin: replaces sPinyin with the pinyin of sHanzi (syllables without separators) and
     // sAbbrev with their initials, and returns sPinyin's text (owned by sPinyin). A two-byte
     // character takes the first syllable of its readings and is dropped when it has none; an ASCII
-    // letter goes unchanged to both strings; every other byte is dropped. vecPos is cleared and gets
-    // one pair per kept character: `second` its offset and length in sHanzi, `first` its offset and
-    // length in sPinyin. A null text gives "". Conversion stops before an offset would pass INT_MAX.
+    // letter goes unchanged to both strings; every other byte is dropped. vecPos is cleared and
+    // gets one pair per kept character: `second` its offset and length in sHanzi, `first` its
+    // offset and length in sPinyin. A null text gives "". Conversion stops before an offset would
+    // pass INT_MAX.
     const char* Hanzi2Pinyin(const char* sHanzi, tstring& sPinyin, tstring& sAbbrev,
                              std::vector<_TermPositionPair>& vecPos) const;
     // Hanzi2Pinyin: the same without positions.

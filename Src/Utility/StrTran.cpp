@@ -5,9 +5,9 @@
 // appended without its markers and gets no position pair. Every other line is segmented by the
 // source dictionary's forward longest match (MMSegment with caller-owned buffers, so nothing shared
 // is written). Each segment ("piece") is looked up with Find: when it has a first destination it is
-// replaced by that string followed by the delimiter, otherwise it is copied as it is; either way one
-// position pair records its span in the input and in the result. The byte that ended a line (CR or
-// LF) is appended after it; a line that ended at a "^^" marker is followed by nothing, and the
+// replaced by that string followed by the delimiter, otherwise it is copied as it is; either way
+// one position pair records its span in the input and in the result. The byte that ended a line (CR
+// or LF) is appended after it; a line that ended at a "^^" marker is followed by nothing, and the
 // marker byte is put back into the work buffer so that the next cut starts the protected run. When
 // no piece was replaced the result is "" and null is returned: the caller keeps its own text.
 //
@@ -64,7 +64,8 @@ struct FileCloser {
 };
 using FilePtr = std::unique_ptr<FILE, FileCloser>;
 
-// Thrown inside the translation when it cannot go on (no memory, or offsets that would pass INT_MAX).
+// Thrown inside the translation when it cannot go on (no memory, or offsets that would pass
+// INT_MAX).
 struct GiveUp {};
 
 bool IsBlank(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
@@ -306,6 +307,8 @@ const char* CStrTran::CodeTrans(const char* sText, std::string& sResult,
                     const size_t nPieceLen = std::strlen(pPiece);
                     const char* sDsn = nullptr;
                     int nCount = 0;
+                    // Deliberate: looked up with Find, which drops double quotes around the
+                    // piece, so a quoted source string is replaced quotes and all.
                     const idmaps_info* pTargets =
                         m_pSrc2DsnMap->GetMaps(m_pSrcDict->Find(pPiece), &nCount);
                     if (pTargets != nullptr && nCount > 0) {
@@ -347,6 +350,8 @@ const char* CStrTran::CodeTrans(const char* sText, std::string& sResult,
         bReplaced = false;
     }
     if (!bReplaced) {
+        // Deliberate: null and an empty result, not a copy of the text; callers that get null go
+        // on with their own text.
         sResult.clear();
         vecPos.clear();
         return nullptr;

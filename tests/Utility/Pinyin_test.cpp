@@ -1,5 +1,6 @@
 // Pinyin_test.cpp: the pinyin converter: import, the five files, conversion with positions and
-// initials, first readings, the whole-word test, bad input, damaged files and concurrent conversion.
+// initials, first readings, the whole-word test, bad input, damaged files and concurrent
+// conversion.
 #include "Utility/Pinyin.h"
 
 #include <gtest/gtest.h>
@@ -20,7 +21,8 @@ using vt_test::G;
 std::string Int32Bytes(std::initializer_list<int32_t> values) {
     std::string s;
     for (int32_t v : values) {
-        for (int i = 0; i < 4; ++i) s += static_cast<char>((static_cast<uint32_t>(v) >> (8 * i)) & 0xFF);
+        for (int i = 0; i < 4; ++i)
+            s += static_cast<char>((static_cast<uint32_t>(v) >> (8 * i)) & 0xFF);
     }
     return s;
 }
@@ -75,11 +77,11 @@ TEST_F(PinyinTest, ConvertsPhraseWithPositionsAndInitials) {
     EXPECT_EQ(Convert(m_pinyin, G("中国 人2a地B").c_str(), &sAbbrev, &vecPos), "zhongguorenadiB");
     EXPECT_EQ(sAbbrev, "zgradB");
     EXPECT_EQ(Pairs(vecPos), (std::vector<std::vector<int>>{{0, 2, 0, 5},
-                                                             {2, 2, 5, 3},
-                                                             {5, 2, 8, 3},
-                                                             {8, 1, 11, 1},
-                                                             {9, 2, 12, 2},
-                                                             {11, 1, 14, 1}}));
+                                                            {2, 2, 5, 3},
+                                                            {5, 2, 8, 3},
+                                                            {8, 1, 11, 1},
+                                                            {9, 2, 12, 2},
+                                                            {11, 1, 14, 1}}));
     // The form without positions gives the same texts.
     std::string sPinyin, sAbbrev2;
     EXPECT_STREQ(m_pinyin.Hanzi2Pinyin(G("中国 人2a地B").c_str(), sPinyin, sAbbrev2),
@@ -166,9 +168,9 @@ TEST_F(PinyinTest, ImportFailures) {
     vt_test::WriteWholeFile(sEmpty, "one\n\n");
     testing::internal::CaptureStdout();
     EXPECT_EQ(m_pinyin.ImportPinyin2Hanzi(sEmpty.c_str()), -1);
-    EXPECT_NE(testing::internal::GetCapturedStdout().find("Pinyin2WordTxtfile " + sEmpty +
-                                                           " failed!\n"),
-              std::string::npos);
+    EXPECT_NE(
+        testing::internal::GetCapturedStdout().find("Pinyin2WordTxtfile " + sEmpty + " failed!\n"),
+        std::string::npos);
     EXPECT_EQ(Convert(m_pinyin, G("中x").c_str()), "x");
 }
 
@@ -214,7 +216,8 @@ TEST_F(PinyinTest, MissingAndDamagedFiles) {
     // Files that load one by one but do not belong together: a map naming a syllable beyond the
     // syllable list beside it.
     vt_test::CTempDir other;
-    vt_test::WriteWholeFile(other.File("p.txt"), G("中 zhong\n国 guo\n地 di\n的 de\n人 ren\n人 xx\n"));
+    vt_test::WriteWholeFile(other.File("p.txt"),
+                            G("中 zhong\n国 guo\n地 di\n的 de\n人 ren\n人 xx\n"));
     CPinyin bigger(other.Path().c_str());
     testing::internal::CaptureStdout();
     ASSERT_EQ(bigger.ImportPinyin2Hanzi(other.File("p.txt").c_str()), 1);
@@ -233,7 +236,7 @@ TEST(PinyinAbbrevTest, JudgesTheFirstOccurrence) {
     EXPECT_TRUE(CPinyin::IsValidPinyinAbbrev("ni hao", "hao"));
     EXPECT_TRUE(CPinyin::IsValidPinyinAbbrev("hao", "hao"));
     EXPECT_TRUE(CPinyin::IsValidPinyinAbbrev("a\thao\r\n", "hao"));
-    EXPECT_TRUE(CPinyin::IsValidPinyinAbbrev("NI HAO", "hao"));  // the content is lowered
+    EXPECT_TRUE(CPinyin::IsValidPinyinAbbrev("NI HAO", "hao"));   // the content is lowered
     EXPECT_FALSE(CPinyin::IsValidPinyinAbbrev("ni hao", "HAO"));  // the hit is not
     // Enclosed by Chinese characters (non-ASCII neighbours) is fine.
     EXPECT_TRUE(CPinyin::IsValidPinyinAbbrev(G("中hao国").c_str(), "hao"));

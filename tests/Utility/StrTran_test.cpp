@@ -18,40 +18,22 @@ namespace {
 
 using vt_test::G;
 
-struct Span {
-    int nStart;
-    int nLen;
-};
-// Pos: a position pair written as (input span) -> (translated span).
-struct Pos {
-    Span in;
-    Span out;
-};
-
-std::vector<Pos> Spans(const std::vector<_TermPositionPair>& vecPos) {
-    std::vector<Pos> vec;
+// Pairs: each position pair as {input start, input length, result start, result length}.
+using PairList = std::vector<std::vector<int>>;
+PairList Pairs(const std::vector<_TermPositionPair>& vecPos) {
+    PairList vec;
     for (const auto& pair : vecPos) {
-        vec.push_back({{pair.second.iStartPos, pair.second.nWordLen},
-                       {pair.first.iStartPos, pair.first.nWordLen}});
+        vec.push_back({pair.second.iStartPos, pair.second.nWordLen, pair.first.iStartPos,
+                       pair.first.nWordLen});
     }
     return vec;
-}
-
-void ExpectSpans(const std::vector<_TermPositionPair>& vecPos, const std::vector<Pos>& vecExpected) {
-    std::vector<Pos> vec = Spans(vecPos);
-    ASSERT_EQ(vec.size(), vecExpected.size());
-    for (size_t i = 0; i < vec.size(); ++i) {
-        EXPECT_EQ(vec[i].in.nStart, vecExpected[i].in.nStart) << "piece " << i;
-        EXPECT_EQ(vec[i].in.nLen, vecExpected[i].in.nLen) << "piece " << i;
-        EXPECT_EQ(vec[i].out.nStart, vecExpected[i].out.nStart) << "piece " << i;
-        EXPECT_EQ(vec[i].out.nLen, vecExpected[i].out.nLen) << "piece " << i;
-    }
 }
 
 std::string Int32Bytes(std::initializer_list<int32_t> values) {
     std::string s;
     for (int32_t v : values) {
-        for (int i = 0; i < 4; ++i) s += static_cast<char>((static_cast<uint32_t>(v) >> (8 * i)) & 0xFF);
+        for (int i = 0; i < 4; ++i)
+            s += static_cast<char>((static_cast<uint32_t>(v) >> (8 * i)) & 0xFF);
     }
     return s;
 }
@@ -65,8 +47,8 @@ protected:
     void SetUp() override {
         g_bLog = true;
         g_sLogPath = m_dir.Path();
-        m_vecPairs = {{G("弓长"), G("张")}, {G("辶斤"), G("近")}, {G("言午"), G("许")},
-                      {G("習"), G("习")}};
+        m_vecPairs = {
+            {G("弓长"), G("张")}, {G("辶斤"), G("近")}, {G("言午"), G("许")}, {G("習"), G("习")}};
         testing::internal::CaptureStdout();
         EXPECT_EQ(m_tran.Import(m_vecPairs), 4);
         testing::internal::GetCapturedStdout();
@@ -108,23 +90,23 @@ TEST_F(StrTranTest, TranslatesMixedTextWithOnePairPerPiece) {
     // 他 姓 弓长 ， 習 字: the two-character look-alike shrinks to one character, so every later
     // translated offset moves back by 2 while the input offsets stay.
     EXPECT_EQ(Translate(m_tran, G("他姓弓长，習字"), &vecPos), G("他姓张，习字"));
-    ExpectSpans(vecPos, {{{0, 2}, {0, 2}},
-                         {{2, 2}, {2, 2}},
-                         {{4, 4}, {4, 2}},
-                         {{8, 2}, {6, 2}},
-                         {{10, 2}, {8, 2}},
-                         {{12, 2}, {10, 2}}});
+    EXPECT_EQ(Pairs(vecPos), (PairList{{0, 2, 0, 2},
+                                       {2, 2, 2, 2},
+                                       {4, 4, 4, 2},
+                                       {8, 2, 6, 2},
+                                       {10, 2, 8, 2},
+                                       {12, 2, 10, 2}}));
 
     // With a delimiter after every replaced string; the delimiter belongs to no piece.
     CStrTran delimited(Prefix().c_str(), "Xing", "Zi", "|");
     ASSERT_TRUE(delimited.Load());
     EXPECT_EQ(Translate(delimited, G("他姓弓长，習字"), &vecPos), G("他姓张|，习|字"));
-    ExpectSpans(vecPos, {{{0, 2}, {0, 2}},
-                         {{2, 2}, {2, 2}},
-                         {{4, 4}, {4, 2}},
-                         {{8, 2}, {7, 2}},
-                         {{10, 2}, {9, 2}},
-                         {{12, 2}, {12, 2}}});
+    EXPECT_EQ(Pairs(vecPos), (PairList{{0, 2, 0, 2},
+                                       {2, 2, 2, 2},
+                                       {4, 4, 4, 2},
+                                       {8, 2, 7, 2},
+                                       {10, 2, 9, 2},
+                                       {12, 2, 12, 2}}));
 
     // A destination longer than its source pushes later pieces to the right.
     std::vector<map_str> vecLong = {{"x", "long"}};
@@ -133,17 +115,18 @@ TEST_F(StrTranTest, TranslatesMixedTextWithOnePairPerPiece) {
     longer.Import(vecLong);
     testing::internal::GetCapturedStdout();
     EXPECT_EQ(Translate(longer, G("x，x"), &vecPos), G("long，long"));
-    ExpectSpans(vecPos, {{{0, 1}, {0, 4}}, {{1, 2}, {4, 2}}, {{3, 1}, {6, 4}}});
+    EXPECT_EQ(Pairs(vecPos), (PairList{{0, 1, 0, 4}, {1, 2, 4, 2}, {3, 1, 6, 4}}));
 }
 
 TEST_F(StrTranTest, LinesAndProtectedRuns) {
     std::vector<_TermPositionPair> vecPos;
     // Lines keep the CR or LF that ended them and lose their leading blanks; the text between
     // "^^" markers is copied without them and has no position pair.
-    const std::string sText = G("弓长") + "\r\n  " + G("言午") + "x\n^^" + G("弓长") + "^^" + G("習");
+    const std::string sText =
+        G("弓长") + "\r\n  " + G("言午") + "x\n^^" + G("弓长") + "^^" + G("習");
     EXPECT_EQ(Translate(m_tran, sText, &vecPos),
               G("张") + "\r" + G("许") + "x\n" + G("弓长") + G("习"));
-    ExpectSpans(vecPos, {{{0, 4}, {0, 2}}, {{8, 4}, {3, 2}}, {{12, 1}, {5, 1}}, {{22, 2}, {11, 2}}});
+    EXPECT_EQ(Pairs(vecPos), (PairList{{0, 4, 0, 2}, {8, 4, 3, 2}, {12, 1, 5, 1}, {22, 2, 11, 2}}));
 
     // A marker inside a line ends the line without adding anything; the run follows.
     EXPECT_EQ(Translate(m_tran, G("習") + "^^a^^" + G("習")), G("习") + "a" + G("习"));
@@ -170,7 +153,7 @@ TEST_F(StrTranTest, NothingReplacedAndBadInput) {
 
     // A lone lead byte at the end is a piece of its own.
     EXPECT_EQ(Translate(m_tran, G("弓长") + "\xB5", &vecPos), G("张") + "\xB5");
-    ExpectSpans(vecPos, {{{0, 4}, {0, 2}}, {{4, 1}, {2, 1}}});
+    EXPECT_EQ(Pairs(vecPos), (PairList{{0, 4, 0, 2}, {4, 1, 2, 1}}));
 
     // A table that is not loaded translates nothing, and a lookup finds nothing.
     CStrTran empty(Prefix().c_str(), "none", "none", "");
@@ -199,8 +182,8 @@ TEST_F(StrTranTest, NothingReplacedAndBadInput) {
 // Random texts over pieces of the table: the pairs must tile the input (after its leading blanks)
 // and the result, and each piece must come out either unchanged or as its destination.
 TEST_F(StrTranTest, PairsTileInputAndResult) {
-    const std::vector<std::string> vecParts = {G("弓"), G("长"), G("弓长"), G("習"), G("辶斤"),
-                                               "a", "ab", " ", "\xB5", G("，"), "\xFF\x01"};
+    const std::vector<std::string> vecParts = {G("弓"), G("长"), G("弓长"), G("習"), G("辶斤"), "a",
+                                               "ab",    " ",     "\xB5",    G("，"), "\xFF\x01"};
     std::mt19937 rng(11);
     int nTranslated = 0;
     for (int nRound = 0; nRound < 300; ++nRound) {
@@ -246,8 +229,11 @@ TEST_F(StrTranTest, ImportsTextTableAndLooksUp) {
     // word gives an empty destination. Export lists the pairs by source id.
     std::vector<map_str> vecOut(2);
     EXPECT_EQ(tran.Export(vecOut), 5);
-    const std::vector<std::pair<std::string, std::string>> vecExpected = {
-        {G("弓长"), G("张")}, {G("辶斤"), G("近")}, {"a", "b c"}, {G("言午"), ""}, {G("習"), G("习")}};
+    const std::vector<std::pair<std::string, std::string>> vecExpected = {{G("弓长"), G("张")},
+                                                                          {G("辶斤"), G("近")},
+                                                                          {"a", "b c"},
+                                                                          {G("言午"), ""},
+                                                                          {G("習"), G("习")}};
     ASSERT_EQ(vecOut.size(), vecExpected.size());
     for (size_t i = 0; i < vecOut.size(); ++i) {
         EXPECT_EQ(vecOut[i].src, vecExpected[i].first) << i;
@@ -270,7 +256,7 @@ TEST_F(StrTranTest, ImportsTextTableAndLooksUp) {
     // An empty destination deletes its source: a replacement that adds nothing.
     std::vector<_TermPositionPair> vecPos;
     EXPECT_EQ(Translate(tran, G("言午") + "x", &vecPos), "x");
-    ExpectSpans(vecPos, {{{0, 4}, {0, 0}}, {{4, 1}, {0, 1}}});
+    EXPECT_EQ(Pairs(vecPos), (PairList{{0, 4, 0, 0}, {4, 1, 0, 1}}));
     EXPECT_EQ(Translate(tran, "a"), "b c");
 
     // An unreadable file: 0 pairs and the message, the table untouched.
