@@ -7,6 +7,7 @@
 #include <climits>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "Utility/PDAT.h"
@@ -43,10 +44,9 @@ TEST(UnigramTest, CountingBoundsAndOutput) {
     }
     EXPECT_EQ(table.GetTotalFreq(), 15);
     ASSERT_EQ(table.OutputFreq(vecOut), 3);
-    EXPECT_EQ(vecOut[0].handle, 2);
-    EXPECT_EQ(vecOut[1].handle, 5);
-    EXPECT_EQ(vecOut[2].handle, 0);
-    EXPECT_EQ(vecOut[2].freq, 3);
+    std::vector<std::pair<int, int>> vecPairs;
+    for (const unigram_elem& e : vecOut) vecPairs.emplace_back(e.handle, e.freq);
+    EXPECT_EQ(vecPairs, (std::vector<std::pair<int, int>>{{2, 9}, {5, 5}, {0, 3}}));
 
     for (int nBound : {0, -1}) {  // no counts at all
         CUnigram empty(nBound);
@@ -79,13 +79,13 @@ TEST(UnigramTest, SaveWritesTheGoldenBytesAndLoadsThemBack) {
     CUnigram table(3);
     table.AddFreq(0, 5);
     table.AddFreq(2, 7);
-    ASSERT_EQ(table.Save(dir.File("a.unig").c_str()), 1);
-    ASSERT_EQ(table.Save(dir.File("b.unig").c_str()), 1);
     // size 0, bound 3, total 12, counts 5 0 7, and the count for handle 3 that a constructed table
     // does not have, written as 0.
-    std::string sGolden = Int32Bytes({0, 3, 12, 5, 0, 7, 0});
-    EXPECT_EQ(vt_test::ReadWholeFile(dir.File("a.unig")), sGolden);
-    EXPECT_EQ(vt_test::ReadWholeFile(dir.File("b.unig")), sGolden);
+    const std::string sGolden = Int32Bytes({0, 3, 12, 5, 0, 7, 0});
+    for (const char* sName : {"a.unig", "b.unig"}) {
+        ASSERT_EQ(table.Save(dir.File(sName).c_str()), 1);
+        EXPECT_EQ(vt_test::ReadWholeFile(dir.File(sName)), sGolden);
+    }
 
     CUnigram loaded(-1);
     ASSERT_EQ(loaded.Load(dir.File("a.unig").c_str()), 1);
@@ -145,7 +145,6 @@ TEST(UnigramTest, BadFilesLeaveAnEmptyUsableTable) {
 class UnigramImportTest : public ::testing::Test {
 protected:
     void SetUp() override {
-        m_dict.AddWordInit();
         for (const std::string& s : {std::string("ab"), std::string("cd"), std::string("ef"),
                                      std::string("gh"), G("中国")}) {
             m_dict.AddWord(s.c_str());
@@ -160,6 +159,8 @@ protected:
     std::string m_sInput;
 };
 
+// Deliberate: of a repeated word the smaller frequency is kept, and the total counts every line
+// with a known word, repeated words included.
 TEST_F(UnigramImportTest, RepeatedWordsKeepTheSmallerFrequencyAndAreReported) {
     vt_test::WriteWholeFile(m_sInput,
                             "\xEF\xBB\xBF"
@@ -173,12 +174,10 @@ TEST_F(UnigramImportTest, RepeatedWordsKeepTheSmallerFrequencyAndAreReported) {
     CUnigram table(-1);
     ASSERT_EQ(table.Import(m_sInput.c_str(), &m_dict), 9);
     EXPECT_EQ(table.GetBound(), m_dict.GetLowerBound());
-    EXPECT_EQ(table.GetFreq(Handle("ab")), 4);
-    EXPECT_EQ(table.GetFreq(Handle("cd")), 4);
-    EXPECT_EQ(table.GetFreq(Handle("gh")), 5);
-    EXPECT_EQ(table.GetFreq(Handle("ef")), 3);
-    EXPECT_EQ(table.GetFreq(Handle(G("中国"))), 7);
-    // The total counts every line with a known word, repeated words included.
+    for (const auto& [s, nFreq] : std::vector<std::pair<std::string, int>>{
+             {"ab", 4}, {"cd", 4}, {"gh", 5}, {"ef", 3}, {G("中国"), 7}}) {
+        EXPECT_EQ(table.GetFreq(Handle(s)), nFreq) << s;
+    }
     EXPECT_EQ(table.GetTotalFreq(), 10 + 4 + 4 + 10 + 5 + 5 + 0 + 3 + 7);
     EXPECT_EQ(vt_test::ReadWholeFile(m_sInput + ".log"),
               "Word=ab:freq=4" + G("重复") + "10\nWord=ab:" + G("选择") + "freq=4\n" +
@@ -189,6 +188,7 @@ TEST_F(UnigramImportTest, RepeatedWordsKeepTheSmallerFrequencyAndAreReported) {
               12u + 4u * (m_dict.GetLowerBound() + 1u));
 }
 
+// Deliberate: a line without a word (or without a number) keeps the previous word (or number).
 TEST_F(UnigramImportTest, UnparsableLinesProgressAndBadArguments) {
     std::string sText =
         "ab 10\n"
