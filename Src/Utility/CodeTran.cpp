@@ -36,6 +36,7 @@
 // output is byte for byte that of the literal engine; the tests compare the two on random texts.
 #include "Utility/CodeTran.h"
 
+#include <algorithm>
 #include <climits>
 #include <cstdint>
 #include <cstdio>
@@ -82,6 +83,7 @@ enum class ETokenKind : uint8_t {
     kUnconverted,  // no word, or a word without targets: the token passes
     kMissing,      // a target without a text: logged, the token passes
     kSplit,        // (direct table only) a word containing tabs: looked up part by part
+    kNone,         // (direct table only) no entry
 };
 
 struct _stLookup {
@@ -114,50 +116,102 @@ _stLookup LookupToken(const CPDAT* pDict, const CIDMaps* pMap, const CWordList* 
     return result;
 }
 
-// CTokenSink: appends converted and unconverted tokens of one piece with the marker rules.
+inline bool IsMarker(const char* sToken, size_t nLen) {
+    return nLen == 2 && sToken[0] == '^' && sToken[1] == '^';
+}
+
+// COutput: the result under construction: the caller's string used as a buffer with a length of
+// its own, so that an append is a bounds test and a copy. Finish trims the string to the text.
+class COutput {
+public:
+    // Texts given to AppendPadded may be read 8 bytes far.
+    static constexpr size_t PAD = 8;
+
+    COutput(std::string& sResult, size_t nHint) : m_s(sResult) {
+        m_s.clear();
+        m_s.resize(nHint + 64);
+    }
+    void Append(const char* p, size_t n) {
+        Reserve(n);
+        std::memcpy(&m_s[m_nLen], p, n);
+        m_nLen += n;
+    }
+    // AppendPadded: Append for a source that can be read PAD bytes far whatever n is.
+    void AppendPadded(const char* p, size_t n) {
+        if (n > PAD) {
+            Append(p, n);
+            return;
+        }
+        Reserve(PAD);
+        std::memcpy(&m_s[m_nLen], p, PAD);
+        m_nLen += n;
+    }
+    void Push(char c) {
+        Reserve(1);
+        m_s[m_nLen++] = c;
+    }
+    // Drop: takes back the last n bytes (fewer when there are fewer).
+    void Drop(size_t n) { m_nLen -= n < m_nLen ? n : m_nLen; }
+    const char* Finish() {
+        m_s.resize(m_nLen);
+        return m_s.c_str();
+    }
+
+private:
+    void Reserve(size_t n) {
+        if (m_s.size() - m_nLen < n) m_s.resize(std::max(m_s.size() * 2, m_nLen + n + 64));
+    }
+    std::string& m_s;
+    size_t m_nLen = 0;
+};
+
+// CTokenSink: appends the tokens of one piece with the marker rules.
 class CTokenSink {
 public:
-    CTokenSink(std::string& sResult, bool bToCode) : m_sResult(sResult), m_bToCode(bToCode) {}
+    CTokenSink(COutput& out, bool bToCode) : m_out(out), m_bToCode(bToCode) {}
 
     // StartPiece: the previous token is empty again.
     void StartPiece() { m_bPrevMarker = false; }
 
     void Emit(const _stLookup& lookup, const char* sToken, size_t nLen) {
         if (lookup.eKind == ETokenKind::kConverted) {
-            m_sResult.append(lookup.sText, lookup.nLen);
+            m_out.Append(lookup.sText, lookup.nLen);
             m_bPrevMarker = IsMarker(sToken, nLen);
-            return;
+        } else if (lookup.eKind == ETokenKind::kMissing) {
+            Missing(sToken, nLen);
+        } else {
+            Unconverted(sToken, nLen);
         }
-        if (lookup.eKind == ETokenKind::kMissing) {
-            ReportError(std::string(NO_MAP_INFO) + std::string(sToken, nLen));
-        }
+    }
+    // Converted: the token was replaced by sText (padded, see COutput::AppendPadded).
+    void Converted(const char* sText, size_t nTextLen, bool bTokenIsMarker) {
+        m_out.AppendPadded(sText, nTextLen);
+        m_bPrevMarker = bTokenIsMarker;
+    }
+    void Missing(const char* sToken, size_t nLen) {
+        ReportError(std::string(NO_MAP_INFO) + std::string(sToken, nLen));
         Unconverted(sToken, nLen);
     }
-
-private:
-    static bool IsMarker(const char* sToken, size_t nLen) {
-        return nLen == 2 && sToken[0] == '^' && sToken[1] == '^';
-    }
-
     void Unconverted(const char* sToken, size_t nLen) {
         if (!m_bToCode && static_cast<unsigned char>(sToken[0]) >= 0x80) {
             if (m_bPrevMarker) {
                 // Deliberate: the previous token's closing marker is taken back, whatever the
                 // previous token was, so adjacent unconverted bytes share one pair of markers.
-                m_sResult.resize(m_sResult.size() >= 2 ? m_sResult.size() - 2 : 0);
+                m_out.Drop(2);
             } else {
-                m_sResult.append(MARKER, 2);
+                m_out.Append(MARKER, 2);
             }
-            m_sResult.append(sToken, nLen);
-            m_sResult.append(MARKER, 2);
+            m_out.Append(sToken, nLen);
+            m_out.Append(MARKER, 2);
             m_bPrevMarker = true;
             return;
         }
-        m_sResult.append(sToken, nLen);
+        m_out.Append(sToken, nLen);
         m_bPrevMarker = IsMarker(sToken, nLen);
     }
 
-    std::string& m_sResult;
+private:
+    COutput& m_out;
     const bool m_bToCode;
     bool m_bPrevMarker = false;  // the previous token of the piece was exactly "^^"
 };
@@ -185,19 +239,103 @@ const CPDAT& EmptyDictionary() {
     return s_empty;
 }
 
+// CLineCutter: the pieces that StrLine with protected runs cuts from a text, found without
+// writing into the text and in linear time: the next line end and the next marker are remembered,
+// since every search starts at or after the previous one.
+class CLineCutter {
+public:
+    CLineCutter(const char* s, size_t nLen) : m_s(s), m_nLen(nLen) {
+        m_nCR = Find(0, '\r');
+        m_nLF = Find(0, '\n');
+    }
+
+    // Next: false at the end of the text. Otherwise the piece [*pStart, *pEnd), whether it is a
+    // protected run (its markers excluded), and for any other piece the byte that ended it: CR,
+    // LF, '^' (a protected run follows) or 0 (the end of the text).
+    bool Next(size_t* pStart, size_t* pEnd, bool* pProtected, char* pEndByte) {
+        size_t nPos = m_nPos;
+        while (nPos < m_nLen && (m_s[nPos] == ' ' || m_s[nPos] == '\t' || m_s[nPos] == '\r' ||
+                                 m_s[nPos] == '\n')) {
+            ++nPos;
+        }
+        if (nPos >= m_nLen) return false;
+        size_t nEol = FindEol(nPos);
+        size_t nMark = FindMarker(nPos);
+        *pProtected = false;
+        if (nMark + 1 < nEol) {
+            size_t nClose = FindMarker(nMark + 2);
+            if (nClose < m_nLen) {
+                if (nMark == nPos) {
+                    *pStart = nMark + 2;
+                    *pEnd = nClose;
+                    *pProtected = true;
+                    *pEndByte = '\0';
+                    m_nPos = nClose + 2;
+                    return true;
+                }
+                nEol = nMark;  // the line ends before the marker
+            }
+        }
+        *pStart = nPos;
+        *pEnd = nEol;
+        *pEndByte = nEol < m_nLen ? m_s[nEol] : '\0';
+        m_nPos = nEol;
+        return true;
+    }
+
+private:
+    // FindEol: the first CR or LF at or after nFrom, or the length.
+    size_t FindEol(size_t nFrom) {
+        if (m_nCR < nFrom) m_nCR = Find(nFrom, '\r');
+        if (m_nLF < nFrom) m_nLF = Find(nFrom, '\n');
+        return std::min(m_nCR, m_nLF);
+    }
+    // FindMarker: the first "^^" starting at or after nFrom, or the length.
+    size_t FindMarker(size_t nFrom) {
+        if (nFrom >= m_nMarkFrom && nFrom <= m_nMark) return m_nMark;
+        m_nMarkFrom = nFrom;
+        for (size_t i = nFrom;;) {
+            i = Find(i, '^');
+            if (i + 1 >= m_nLen) {
+                m_nMark = m_nLen;
+                break;
+            }
+            if (m_s[i + 1] == '^') {
+                m_nMark = i;
+                break;
+            }
+            i += 2;  // the byte after this '^' is no '^'
+        }
+        return m_nMark;
+    }
+    size_t Find(size_t nFrom, char c) const {
+        if (nFrom >= m_nLen) return m_nLen;
+        const void* p = std::memchr(m_s + nFrom, c, m_nLen - nFrom);
+        return p != nullptr ? static_cast<size_t>(static_cast<const char*>(p) - m_s) : m_nLen;
+    }
+
+    const char* m_s;
+    size_t m_nLen;
+    size_t m_nPos = 0;
+    size_t m_nCR, m_nLF;  // the first CR and LF at or after some earlier position
+    size_t m_nMarkFrom = 1, m_nMark = 0;  // the first marker at or after m_nMarkFrom (none yet)
+};
+
 }  // namespace
 
 // ---------------------------------------------------------------------------------------------------------
 // The direct table of one direction.
 
 struct CCodeTran::CDirectTable {
-    // One precomputed lookup.
+    // One precomputed lookup. A converted text of up to COutput::PAD bytes is kept in the entry
+    // (NUL-padded), a longer one in sPool (padded too), so it can be copied PAD bytes at a time.
     struct Entry {
-        const char* sText = nullptr;
+        char sText[COutput::PAD] = {};
         uint32_t nLen = 0;
-        ETokenKind eKind = ETokenKind::kUnconverted;
+        uint32_t nOffset = 0;
+        ETokenKind eKind = ETokenKind::kNone;
+        bool bMarker = false;  // the token is "^^"
     };
-
     const CPDAT* pDict = nullptr;
     const CIDMaps* pMap = nullptr;
     const CWordList* pList = nullptr;
@@ -205,9 +343,9 @@ struct CCodeTran::CDirectTable {
     int64_t nBound = -1;                    // highest cell index
     int anRank[256];                        // rank of each byte value, -1 when unranked
     bool abGlue[256];                       // ASCII bytes that unmatched ASCII runs are made of
-    std::vector<int32_t> vecCellEntry;      // per cell: index into vecEntries, -1 when no word ends there
-    std::vector<Entry> vecEntries;
+    std::vector<Entry> vecCells;            // per cell: the lookup of its path (kNone: no word ends there)
     Entry aByteEntry[256];                  // the lookup of each one-byte token
+    std::string sPool;                      // converted texts, each followed by COutput::PAD NULs
 
     // Build: false when the dictionary is not in byte mode (the literal engine is used then).
     bool Build(const CPDAT* pSrcDict, const CIDMaps* pSrcMap, const CWordList* pDsnList);
@@ -215,29 +353,46 @@ struct CCodeTran::CDirectTable {
     void ConvertPiece(const unsigned char* s, size_t nLen, CTokenSink& sink) const;
 
 private:
-    Entry MakeEntry(const char* sToken, size_t nLen) const {
+    Entry MakeEntry(const char* sToken, size_t nLen) {
         Entry entry;
+        entry.bMarker = IsMarker(sToken, nLen);
         if (std::memchr(sToken, '\t', nLen) != nullptr) {
             entry.eKind = ETokenKind::kSplit;
             return entry;
         }
         _stLookup lookup = LookupToken(pDict, pMap, pList, sToken, nLen);
-        entry.sText = lookup.sText;
-        entry.nLen = lookup.nLen;
         entry.eKind = lookup.eKind;
+        if (lookup.eKind != ETokenKind::kConverted) return entry;
+        entry.nLen = lookup.nLen;
+        if (lookup.nLen <= COutput::PAD) {
+            std::memcpy(entry.sText, lookup.sText, lookup.nLen);
+        } else if (sPool.size() > UINT32_MAX - lookup.nLen - COutput::PAD) {
+            entry.eKind = ETokenKind::kSplit;  // looked up while converting (not reached)
+        } else {
+            entry.nOffset = static_cast<uint32_t>(sPool.size());
+            sPool.append(lookup.sText, lookup.nLen);
+            sPool.append(COutput::PAD, '\0');
+        }
         return entry;
     }
     void Emit(const Entry& entry, const unsigned char* s, size_t nLen, CTokenSink& sink) const {
         const char* sToken = reinterpret_cast<const char*>(s);
-        if (entry.eKind == ETokenKind::kSplit) {
-            EmitTabbed(pDict, pMap, pList, sToken, nLen, sink);
-            return;
+        switch (entry.eKind) {
+            case ETokenKind::kConverted:
+                sink.Converted(entry.nLen <= COutput::PAD ? entry.sText : sPool.data() + entry.nOffset,
+                               entry.nLen, entry.bMarker);
+                break;
+            case ETokenKind::kUnconverted:
+                sink.Unconverted(sToken, nLen);
+                break;
+            case ETokenKind::kMissing:
+                sink.Missing(sToken, nLen);
+                break;
+            case ETokenKind::kSplit:
+            case ETokenKind::kNone:  // not reached: every cell a walk can end on has its entry
+                EmitTabbed(pDict, pMap, pList, sToken, nLen, sink);
+                break;
         }
-        _stLookup lookup;
-        lookup.sText = entry.sText;
-        lookup.nLen = entry.nLen;
-        lookup.eKind = entry.eKind;
-        sink.Emit(lookup, sToken, nLen);
     }
     static bool IsWordEnd(const CPDAT::state& st) {
         return st.base < 0 || (st.base == 0 && st.handle >= 0);
@@ -258,8 +413,7 @@ bool CCodeTran::CDirectTable::Build(const CPDAT* pSrcDict, const CIDMaps* pSrcMa
         char sByte[1] = {static_cast<char>(c)};
         aByteEntry[c] = MakeEntry(sByte, 1);
     }
-    vecCellEntry.assign(static_cast<size_t>(nBound + 1), -1);
-    vecEntries.clear();
+    vecCells.assign(static_cast<size_t>(nBound + 1), Entry());
     if (pStates == nullptr) return true;
 
     // Depth-first walk from the root over the steps a segmentation can take. A step's target cell
@@ -293,8 +447,7 @@ bool CCodeTran::CDirectTable::Build(const CPDAT* pSrcDict, const CIDMaps* pSrcMa
         sPath.push_back(static_cast<char>(frame.cCode));
         const CPDAT::state& st = pStates[frame.nCell];
         if (IsWordEnd(st)) {
-            vecCellEntry[static_cast<size_t>(frame.nCell)] = static_cast<int32_t>(vecEntries.size());
-            vecEntries.push_back(MakeEntry(sPath.data(), sPath.size()));
+            vecCells[static_cast<size_t>(frame.nCell)] = MakeEntry(sPath.data(), sPath.size());
             if (st.base == -frame.nCell) continue;
         }
         pushChildren(frame.nCell, st.base, frame.nDepth);
@@ -329,13 +482,7 @@ void CCodeTran::CDirectTable::ConvertPiece(const unsigned char* s, size_t nLen,
             }
         }
         if (nBest > 0) {
-            int32_t nEntry = vecCellEntry[static_cast<size_t>(nBestCell)];
-            if (nEntry >= 0) {
-                Emit(vecEntries[static_cast<size_t>(nEntry)], s + nStart, nBest, sink);
-            } else {  // not reached: every cell a walk can end on has its entry
-                Emit(MakeEntry(reinterpret_cast<const char*>(s + nStart), nBest), s + nStart, nBest,
-                     sink);
-            }
+            Emit(vecCells[static_cast<size_t>(nBestCell)], s + nStart, nBest, sink);
             nStart += nBest;
             continue;
         }
@@ -454,30 +601,44 @@ const char* CCodeTran::GBKToCode(const char* text, std::string& result) const {
 const char* CCodeTran::CodeTrans(const char* text, std::string& result, CPDAT* pSrcDict,
                                  CIDMaps* pMap, CWordList* pDsnList, bool toCode) const {
     const CDirectTable* pDirect = toCode ? m_pToCodeDirect.get() : m_pToGBKDirect.get();
-    if (pDirect != nullptr &&
-        (pDirect->pDict != pSrcDict || pDirect->pMap != pMap || pDirect->pList != pDsnList)) {
-        pDirect = nullptr;
+    if (pDirect == nullptr || pDirect->pDict != pSrcDict || pDirect->pMap != pMap ||
+        pDirect->pList != pDsnList) {
+        return CodeTransPlain(text, result, pSrcDict, pMap, pDsnList, toCode);
     }
-    return Convert(text, result, pSrcDict, pMap, pDsnList, toCode, pDirect);
+    result.clear();
+    if (text == nullptr) return result.c_str();
+    if (SkipsBom() && HasBom(text)) text += 3;
+    size_t nLen = std::strlen(text);
+    COutput out(result, nLen + nLen / 2);
+    CTokenSink sink(out, toCode);
+    CLineCutter cutter(text, nLen);
+    size_t nStart = 0, nEnd = 0;
+    bool bProtected = false;
+    char cEnd = '\0';
+    while (cutter.Next(&nStart, &nEnd, &bProtected, &cEnd)) {
+        if (bProtected) {
+            out.Append(text + nStart, nEnd - nStart);
+            continue;
+        }
+        sink.StartPiece();
+        pDirect->ConvertPiece(reinterpret_cast<const unsigned char*>(text) + nStart, nEnd - nStart,
+                              sink);
+        if (cEnd == '\r' || cEnd == '\n') out.Push(cEnd);
+    }
+    return out.Finish();
 }
 
 const char* CCodeTran::CodeTransPlain(const char* text, std::string& result, CPDAT* pSrcDict,
                                       CIDMaps* pMap, CWordList* pDsnList, bool toCode) const {
-    return Convert(text, result, pSrcDict, pMap, pDsnList, toCode, nullptr);
-}
-
-const char* CCodeTran::Convert(const char* text, std::string& result, const CPDAT* pSrcDict,
-                               const CIDMaps* pMap, const CWordList* pDsnList, bool toCode,
-                               const CDirectTable* pDirect) const {
     result.clear();
     if (text == nullptr) return result.c_str();
-    if ((m_nEncoding == 1 || m_nEncoding == 4 || m_nEncoding == 5) && HasBom(text)) text += 3;
+    if (SkipsBom() && HasBom(text)) text += 3;
     const CPDAT* pDict = pSrcDict != nullptr ? pSrcDict : &EmptyDictionary();
 
     std::vector<char> vecWork(text, text + std::strlen(text) + 1);
-    result.reserve(vecWork.size() + vecWork.size() / 8);
-    CTokenSink sink(result, toCode);
-    int* pHandles = nullptr;  // MMSegment's buffers (literal engine), grown by it
+    COutput out(result, vecWork.size() + vecWork.size() / 2);
+    CTokenSink sink(out, toCode);
+    int* pHandles = nullptr;  // MMSegment's buffers, grown by it
     int nHandleCap = 0;
     char* pSegment = nullptr;
     int nSegmentCap = 0;
@@ -490,21 +651,16 @@ const char* CCodeTran::Convert(const char* text, std::string& result, const CPDA
         char* pPiece = StrLine(pCur, &pNext, &cSep, &nStatus, true);
         if (pPiece == nullptr) break;
         if (nStatus == 1) {
-            result.append(pPiece);  // a protected run, without its markers
+            out.Append(pPiece, std::strlen(pPiece));  // a protected run, without its markers
         } else {
             sink.StartPiece();
-            size_t nLen = std::strlen(pPiece);
-            if (pDirect != nullptr) {
-                pDirect->ConvertPiece(reinterpret_cast<const unsigned char*>(pPiece), nLen, sink);
-            } else {
-                pDict->MMSegment(pPiece, &pHandles, &nHandleCap, &pSegment, &nSegmentCap, false,
-                                 false, 0, '\t');
-                if (pSegment != nullptr) {
-                    EmitTabbed(pDict, pMap, pDsnList, pSegment, std::strlen(pSegment), sink);
-                }
+            pDict->MMSegment(pPiece, &pHandles, &nHandleCap, &pSegment, &nSegmentCap, false, false,
+                             0, '\t');
+            if (pSegment != nullptr) {
+                EmitTabbed(pDict, pMap, pDsnList, pSegment, std::strlen(pSegment), sink);
             }
             // The line end is kept; a '^' (the start of a protected run) is put back instead.
-            if (cSep == '\r' || cSep == '\n') result.push_back(cSep);
+            if (cSep == '\r' || cSep == '\n') out.Push(cSep);
         }
         if (pNext == nullptr) break;
         *pNext = cSep;
@@ -512,7 +668,7 @@ const char* CCodeTran::Convert(const char* text, std::string& result, const CPDA
     }
     std::free(pHandles);
     std::free(pSegment);
-    return result.c_str();
+    return out.Finish();
 }
 
 // ---------------------------------------------------------------------------------------------------------

@@ -82,11 +82,8 @@ private:
 
     // BuildDirectTables: derives the direct tables from the loaded tables (when all six exist).
     void BuildDirectTables();
-    // Convert: the common frame of CodeTrans and CodeTransPlain (marks, lines, protected runs);
-    // pDirect is null for the literal per-piece conversion.
-    const char* Convert(const char* text, std::string& result, const CPDAT* pSrcDict,
-                        const CIDMaps* pMap, const CWordList* pDsnList, bool toCode,
-                        const CDirectTable* pDirect) const;
+    // SkipsBom: the UTF-8 codes (1, 4, 5) skip a leading byte-order mark in both directions.
+    bool SkipsBom() const { return m_nEncoding == 1 || m_nEncoding == 4 || m_nEncoding == 5; }
 
     std::unique_ptr<CPDAT> m_pGBKSrcDict;        // GBK-side units
     std::unique_ptr<CWordList> m_pGBKWordList;   // GBK-side unit texts by handle
