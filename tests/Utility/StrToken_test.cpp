@@ -44,31 +44,21 @@ TEST(StrTokenTest, CutsAndRestoresTheLine) {
     EXPECT_EQ(token.GetToken(nullptr, nullptr, ",;"), nullptr);
     EXPECT_STREQ(sLine, "one,two;three");
 
-    CStrToken fresh;
-    EXPECT_EQ(fresh.GetToken(nullptr, nullptr, ","), nullptr);  // no line started
+    EXPECT_EQ(CStrToken().GetToken(nullptr, nullptr, ","), nullptr);  // no line started
 }
 
-// A given line end is respected: nothing after it is read or cut.
-TEST(StrTokenTest, StopsAtGivenLineEnd) {
-    char sLine[] = "ab,cd,ef";
-    CStrToken token;
+// A given line end is respected: nothing after it is read or cut. Two tokenizers over two lines do
+// not disturb each other.
+TEST(StrTokenTest, StopsAtGivenLineEndAndTokenizersAreIndependent) {
+    char sLine[] = "ab,cd,ef", sOther[] = "b1 b2";
+    CStrToken token, other;
     EXPECT_STREQ(token.GetToken(sLine, sLine + 5, ","), "ab");
-    char* p = token.GetToken(nullptr, nullptr, ",");
-    EXPECT_EQ(p, sLine + 3);  // "cd" reaches the line end and is not cut there
+    EXPECT_STREQ(other.GetToken(sOther, nullptr, " "), "b1");
+    EXPECT_EQ(token.GetToken(nullptr, nullptr, ","),
+              sLine + 3);  // "cd" reaches the end, not cut there
+    EXPECT_STREQ(other.GetToken(nullptr, nullptr, " "), "b2");
     EXPECT_EQ(token.GetToken(nullptr, nullptr, ","), nullptr);
     EXPECT_STREQ(sLine, "ab,cd,ef");
-}
-
-// Two tokenizers over two lines do not disturb each other.
-TEST(StrTokenTest, TokenizersAreIndependent) {
-    char sA[] = "a1 a2";
-    char sB[] = "b1 b2";
-    CStrToken ta;
-    CStrToken tb;
-    EXPECT_STREQ(ta.GetToken(sA, nullptr, " "), "a1");
-    EXPECT_STREQ(tb.GetToken(sB, nullptr, " "), "b1");
-    EXPECT_STREQ(ta.GetToken(nullptr, nullptr, " "), "a2");
-    EXPECT_STREQ(tb.GetToken(nullptr, nullptr, " "), "b2");
 }
 
 // English mode keeps "." and "," inside numbers and words.
