@@ -34,6 +34,13 @@
 // two or more bytes are looked up while converting. A word containing a tab, which the literal
 // engine would see as several tokens, is marked and split the same way at conversion time. The
 // output is byte for byte that of the literal engine; the tests compare the two on random texts.
+//
+// The direct engine also cuts the lines itself (CLineCutter) instead of copying the text for
+// StrLine: the same pieces, found by remembering the next CR, LF and "^^" (every search starts at
+// or after the previous one), so a text is read a bounded number of times however many lines and
+// protected runs it has; StrLine searches to the end of the text for each line. Converted texts of
+// up to 8 bytes are stored in the cell's entry and copied 8 bytes at a time into an output buffer
+// that is trimmed once at the end.
 #include "Utility/CodeTran.h"
 
 #include <algorithm>
@@ -609,7 +616,7 @@ const char* CCodeTran::CodeTrans(const char* text, std::string& result, CPDAT* p
     if (text == nullptr) return result.c_str();
     if (SkipsBom() && HasBom(text)) text += 3;
     size_t nLen = std::strlen(text);
-    COutput out(result, nLen + nLen / 2);
+    COutput out(result, toCode ? nLen + nLen / 2 : nLen);  // GBK to UTF-8 grows by half
     CTokenSink sink(out, toCode);
     CLineCutter cutter(text, nLen);
     size_t nStart = 0, nEnd = 0;

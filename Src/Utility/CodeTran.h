@@ -72,7 +72,8 @@ public:
                           CWordList* pDsnList, bool toCode) const;
     // CodeTransPlain: the same conversion done literally (the dictionary's MMSegment with a tab
     // separator, then Find, GetMaps and GetWord per token); the reference for CodeTrans and the path
-    // for tables that have no direct table.
+    // for tables that have no direct table. MMSegment reads at most (INT_MAX - 1) / 6 bytes of a
+    // line, so only here is a longer line cut short.
     const char* CodeTransPlain(const char* text, std::string& result, CPDAT* pSrcDict,
                                CIDMaps* pMap, CWordList* pDsnList, bool toCode) const;
 
