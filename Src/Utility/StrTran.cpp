@@ -266,18 +266,17 @@ const char* CStrTran::SrcID2Dsn(int nSrcID) const {
 
 const char* CStrTran::Src2Dsn(const char* sText, std::string& sResult,
                               std::vector<_TermPositionPair>& vecPos) const {
-    return CodeTrans(sText, sResult, vecPos);
+    vecPos.clear();
+    return CodeTrans(sText, sResult, &vecPos);
 }
 
 const char* CStrTran::Src2Dsn(const char* sText, std::string& sResult) const {
-    std::vector<_TermPositionPair> vecPos;
-    return CodeTrans(sText, sResult, vecPos);
+    return CodeTrans(sText, sResult, nullptr);
 }
 
 const char* CStrTran::CodeTrans(const char* sText, std::string& sResult,
-                                std::vector<_TermPositionPair>& vecPos) const {
+                                std::vector<_TermPositionPair>* pPos) const {
     sResult.clear();
-    vecPos.clear();
     if (sText == nullptr || sText[0] == '\0' || !IsLoaded()) return nullptr;
     const size_t nLen = strnlen(sText, MAX_TEXT_LEN + 1);
     if (nLen > MAX_TEXT_LEN) return nullptr;
@@ -322,12 +321,14 @@ const char* CStrTran::CodeTrans(const char* sText, std::string& sResult,
                     const size_t nOutLen = sDsn != nullptr ? std::strlen(sDsn) : nPieceLen;
                     // Offsets are ints: a result that would outgrow them is given up.
                     if (sResult.size() + nOutLen + m_sDelimiter.size() > INT_MAX) throw GiveUp();
-                    _TermPositionPair pair;
-                    pair.second.iStartPos = static_cast<int>(nOffset);
-                    pair.second.nWordLen = static_cast<int>(nPieceLen);
-                    pair.first.iStartPos = static_cast<int>(sResult.size());
-                    pair.first.nWordLen = static_cast<int>(nOutLen);
-                    vecPos.push_back(pair);
+                    if (pPos != nullptr) {
+                        _TermPositionPair pair;
+                        pair.second.iStartPos = static_cast<int>(nOffset);
+                        pair.second.nWordLen = static_cast<int>(nPieceLen);
+                        pair.first.iStartPos = static_cast<int>(sResult.size());
+                        pair.first.nWordLen = static_cast<int>(nOutLen);
+                        pPos->push_back(pair);
+                    }
                     if (sDsn != nullptr) {
                         sResult += sDsn;
                         sResult += m_sDelimiter;
@@ -353,7 +354,7 @@ const char* CStrTran::CodeTrans(const char* sText, std::string& sResult,
         // Deliberate: null and an empty result, not a copy of the text; callers that get null go
         // on with their own text.
         sResult.clear();
-        vecPos.clear();
+        if (pPos != nullptr) pPos->clear();
         return nullptr;
     }
     return sResult.c_str();

@@ -97,9 +97,9 @@ private:
     // FilePath: m_sDataPath followed by the stem and the extension.
     std::string FilePath(const std::string& sStem, const char* sExt) const;
     std::string MapPath() const;
-    // CodeTrans: the translation engine behind Src2Dsn.
+    // CodeTrans: the translation engine behind Src2Dsn; positions go to *pPos when it is not null.
     const char* CodeTrans(const char* sText, std::string& sResult,
-                          std::vector<_TermPositionPair>& vecPos) const;
+                          std::vector<_TermPositionPair>* pPos) const;
     // Consistent: whether the map's ids lie inside the two word lists.
     bool Consistent() const;
 
