@@ -180,10 +180,12 @@ TEST_F(StrTranTest, NothingReplacedAndBadInput) {
 }
 
 // Random texts over pieces of the table: the pairs must tile the input (after its leading blanks)
-// and the result, and each piece must come out either unchanged or as its destination.
+// and the result, and each piece must come out either unchanged or as its destination. Blanks
+// inside a line, tabs included, are pieces like any other.
 TEST_F(StrTranTest, PairsTileInputAndResult) {
-    const std::vector<std::string> vecParts = {G("弓"), G("长"), G("弓长"), G("習"), G("辶斤"), "a",
-                                               "ab",    " ",     "\xB5",    G("，"), "\xFF\x01"};
+    const std::vector<std::string> vecParts = {G("弓"),   G("长"), G("弓长"), G("習"),
+                                               G("辶斤"), "a",     "ab",      " ",
+                                               "\t",      "\xB5",  G("，"),   "\xFF\x01"};
     std::mt19937 rng(11);
     int nTranslated = 0;
     for (int nRound = 0; nRound < 300; ++nRound) {
@@ -194,7 +196,7 @@ TEST_F(StrTranTest, PairsTileInputAndResult) {
         std::string sResult;
         if (m_tran.Src2Dsn(sText.c_str(), sResult, vecPos) == nullptr) continue;
         ++nTranslated;
-        int nIn = static_cast<int>(sText.find_first_not_of(' '));
+        int nIn = static_cast<int>(sText.find_first_not_of(" \t"));
         int nOut = 0;
         for (const auto& pair : vecPos) {
             ASSERT_EQ(pair.second.iStartPos, nIn) << vt_test::U(sText);
