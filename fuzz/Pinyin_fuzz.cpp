@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "Utility/Pinyin.h"
+#include "Utility/Utility.h"
 
 namespace {
 
@@ -35,6 +36,7 @@ struct Scratch {
                    .string();
         std::filesystem::create_directories(sDir + "/fixed");
         std::filesystem::create_directories(sDir + "/input");
+        g_sLogPath = sDir;  // logs of refused inputs stay in the scratch directory
     }
     ~Scratch() {
         std::error_code ec;

@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "Utility/StrTran.h"
+#include "Utility/Utility.h"
 
 namespace {
 
@@ -36,6 +37,7 @@ struct Scratch {
                 ("vintrel-fuzz-strtran-" + std::to_string(getpid())))
                    .string();
         std::filesystem::create_directories(sDir);
+        g_sLogPath = sDir;  // logs of refused inputs stay in the scratch directory
     }
     ~Scratch() {
         std::error_code ec;
