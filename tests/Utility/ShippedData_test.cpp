@@ -1,7 +1,7 @@
 // ShippedData_test.cpp: the default data directory that the build makes from data/ (build/data):
 // known rows of every table, every conversion unit mapped to a text, the GBK/UTF-8 tables against
-// iconv, and the converters that load them; and the exact files vintrel-build-data makes from a tiny
-// source tree.
+// iconv, and the converters that load them; and the exact files vintrel-build-data makes from a
+// tiny source tree.
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -64,9 +64,9 @@ TEST(ShippedData, LookAlikeTableRewritesKnownSpellings) {
     CStrTran tran((DATA_DIR + "/").c_str(), "Xing", "Zi", "");
     ASSERT_TRUE(tran.Load());
     const char* rows[][2] = {
-        {"弓长", "张"}, {"辶斤", "近"}, {"言午", "许"},  // split into their parts
-        {"張", "张"},   {"國", "国"},                      // traditional forms
-        {"弓长三", "张三"},                                // inside a text
+        {"弓长", "张"},     {"辶斤", "近"}, {"言午", "许"},  // split into their parts
+        {"張", "张"},       {"國", "国"},                    // traditional forms
+        {"弓长三", "张三"},                                  // inside a text
     };
     for (const auto& row : rows) {
         std::string sResult;
@@ -95,8 +95,8 @@ TEST(ShippedData, PinyinReadsEveryGB2312Hanzi) {
             std::string sChar{static_cast<char>(nLead), static_cast<char>(nTrail)};
             pinyin.Hanzi2Pinyin(sChar.c_str(), sPinyin, sAbbrev);
             ++nChecked;
-            bool bOk = !sPinyin.empty() && sPinyin.find_first_not_of("abcdefghijklmnopqrstuvwxyz") ==
-                                               std::string::npos;
+            bool bOk = !sPinyin.empty() &&
+                       sPinyin.find_first_not_of("abcdefghijklmnopqrstuvwxyz") == std::string::npos;
             if (!bOk) vecBad.push_back(vt_test::U(sChar));
         }
     }
@@ -241,9 +241,9 @@ TEST(ShippedData, CharacterClasses) {
     CCharset charset;
     ASSERT_EQ(charset.Load(sFile.c_str()), 1);
     const std::pair<const char*, int> rows[] = {
-        {"中", 1}, {"〇", 1}, {"A", 2}, {"z", 2}, {"7", 3}, {"Ａ", 4}, {"ｚ", 4}, {"５", 5},
-        {",", 6},  {"，", 6}, {"。", 6}, {"《", 6}, {"α", 7}, {"ア", 7}, {"①", 8}, {"Ⅻ", 8},
-        {"+", 9},  {"→", 9}, {"￥", 9}, {" ", 28}, {"\t", 28}, {"　", 28},
+        {"中", 1}, {"〇", 1}, {"A", 2},  {"z", 2},  {"7", 3},   {"Ａ", 4},  {"ｚ", 4}, {"５", 5},
+        {",", 6},  {"，", 6}, {"。", 6}, {"《", 6}, {"α", 7},   {"ア", 7},  {"①", 8},  {"Ⅻ", 8},
+        {"+", 9},  {"→", 9},  {"￥", 9}, {" ", 28}, {"\t", 28}, {"　", 28},
     };
     for (const auto& row : rows) {
         EXPECT_EQ(charset.GetType(G(row.first).c_str()), row.second) << row.first;
@@ -281,7 +281,8 @@ TEST(BuildDataTool, WritesTheTablesOfATinySourceTree) {
     write("encoding/enc_big5_gbk.tsv",
           "#big5\tunicode\tchar\tgbk_same_char\tgbk_simplified\tvia\tset\n"
           "C059\tU+982D\t頭\tEE5E\tCDB7\tsame\tbig5\n");
-    write("encoding/enc_gbk_big5.tsv", "#gbk\tchar\tbig5\tbig5_char\tvia\nCDB7\t头\tC059\t頭\ts2t\n");
+    write("encoding/enc_gbk_big5.tsv",
+          "#gbk\tchar\tbig5\tbig5_char\tvia\nCDB7\t头\tC059\t頭\ts2t\n");
     write("encoding/gbka_s2t.gbk.txt", G("发 發\n头 頭\n"));
     write("encoding/gbka_t2s.gbk.txt", G("發 发\n頭 头\n"));
     write("encoding/gbka_s2t_phrases.gbk.txt", G("头发 頭發\n"));
@@ -292,9 +293,10 @@ TEST(BuildDataTool, WritesTheTablesOfATinySourceTree) {
     std::string sTool = std::string(VINTREL_BUILD_DIR) + "/vintrel-build-data";
     ASSERT_EQ(std::system((sTool + " " + sSrc + " " + sOut + " > /dev/null").c_str()), 0);
 
-    // GBK units in byte order, then the phrase: 發 0, 发 1, 头 2, 頭 3, 头发 4. GBKA units: the same
-    // cells, then 發頭 4; its word list also holds 頭發 (the phrase's target) at 5. So GBK2GBKA maps
-    // 發->0 (itself), 发->0, 头->3, 頭->3 (itself), 头发->5: five sources with one target each.
+    // GBK units in byte order, then the phrase: 發 0, 发 1, 头 2, 頭 3, 头发 4. GBKA units: the
+    // same cells, then 發頭 4; its word list also holds 頭發 (the phrase's target) at 5. So
+    // GBK2GBKA maps 發->0 (itself), 发->0, 头->3, 頭->3 (itself), 头发->5: five sources with one
+    // target each.
     EXPECT_EQ(vt_test::ReadWholeFile(sOut + "/GBK2GBKA.map"),
               Int32s({5, 5, 0, 0, 3, 3, 5, 0, 0, 1, 1, 2, 2, 3, 3, 4, 4}));
     // GBKA2GBK: the cells 發->1, 发->1, 头->2, 頭->2, and 發頭 -> the extra GBK text 发头 at 5.

@@ -48,8 +48,9 @@
 // CPinyin::ImportPinyin2Hanzi) over data/xingzi/Xing2Zi.gbk.txt and data/pinyin/pinyin.gbk.txt, so
 // their files are exactly what those classes load.
 //
-// Character classes ("charset.type"): generated from the GBK table by the Unicode code point of each
-// cell, written as the "%s %d" text that CCharset::Import reads (a temporary file, removed again):
+// Character classes ("charset.type"): generated from the GBK table by the Unicode code point of
+// each cell, written as the "%s %d" text that CCharset::Import reads (a temporary file, removed
+// again):
 //   1 hanzi (CJK unified and compatibility ideographs, and 〇)
 //   2 ASCII letter          3 ASCII digit
 //   4 full-width letter     5 full-width digit
@@ -252,7 +253,8 @@ struct _stSources {
     // BIG5 cell -> simplified GBK text; per GBK text the BIG5 cells that map to it, preferring the
     // cell whose character is the same.
     std::map<std::string, std::string> mapBig5ToGbk;
-    std::map<std::string, std::string> mapGbkToBig5Reverse;
+    // (BIG5 cell, whether its character is the same) by GBK text.
+    std::map<std::string, std::pair<std::string, bool>> mapGbkToBig5Reverse;
     // GBK cell -> BIG5 cell (the research mapping).
     std::map<std::string, std::string> mapGbkToBig5;
     // Single characters and phrases of the traditional/simplified tables (phrases in file order).
@@ -281,7 +283,7 @@ void ReadGbkUnicode(const std::string& sPath, _stSources& src) {
             src.vecAscii.push_back(nCode);
             continue;
         }
-        bool bToUnicode = sSource.rfind("pua-alias", 0) != 0;          // one-way UTF-8 -> GBK
+        bool bToUnicode = sSource.rfind("pua-alias", 0) != 0;            // one-way UTF-8 -> GBK
         bool bFromUnicode = sSource.rfind("cp936-single-byte", 0) != 0;  // one-way GBK -> UTF-8
         if (bToUnicode && !src.mapGbkToCode.emplace(sGbk, nCode).second) {
             Fail(Where(sPath, i) + ": GBK cell listed twice");
@@ -332,13 +334,10 @@ void ReadBig5Gbk(const std::string& sPath, _stSources& src) {
         bool bSame = f[3] != "-" && ParseHexBytes(f[3], sSame) && sSame == sSimp;
         auto it = src.mapGbkToBig5Reverse.find(sSimp);
         if (it == src.mapGbkToBig5Reverse.end()) {
-            src.mapGbkToBig5Reverse.emplace(sSimp, bSame ? "=" + sBig5 : sBig5);
-        } else if (bSame && it->second[0] != '=') {
-            it->second = "=" + sBig5;
+            src.mapGbkToBig5Reverse.emplace(sSimp, std::make_pair(sBig5, bSame));
+        } else if (bSame && !it->second.second) {
+            it->second = std::make_pair(sBig5, true);
         }
-    }
-    for (auto& entry : src.mapGbkToBig5Reverse) {
-        if (entry.second[0] == '=') entry.second.erase(0, 1);
     }
 }
 
@@ -455,7 +454,8 @@ public:
         m_bFrozen = true;
         for (size_t h = 0; h < m_nUnits; ++h) {
             const std::string& s = m_vecTexts[h];
-            if (m_dict.Find(s.c_str(), static_cast<unsigned int>(s.size())) != static_cast<int>(h)) {
+            if (m_dict.Find(s.c_str(), static_cast<unsigned int>(s.size())) !=
+                static_cast<int>(h)) {
                 Fail(m_sName + ": a unit is not found again at its handle");
             }
         }
@@ -464,7 +464,7 @@ public:
     int Unit(const std::string& sText) const {
         auto it = m_mapHandle.find(sText);
         return it != m_mapHandle.end() && static_cast<size_t>(it->second) < m_nUnits ? it->second
-                                                                                    : -1;
+                                                                                     : -1;
     }
     // Target: the handle of a text in the word list: the unit, or an extra text added on demand.
     int Target(const std::string& sText) {
@@ -500,8 +500,8 @@ public:
 private:
     std::string m_sName;
     CPDAT m_dict;
-    std::vector<std::string> m_vecTexts;       // by handle: the units, then the extra texts
-    std::map<std::string, int> m_mapHandle;    // text -> handle
+    std::vector<std::string> m_vecTexts;     // by handle: the units, then the extra texts
+    std::map<std::string, int> m_mapHandle;  // text -> handle
     size_t m_nUnits = 0;
     bool m_bFrozen = false;
 };
@@ -520,7 +520,8 @@ public:
     void Add(const std::string& sFrom, const std::string& sTo) {
         int nFrom = m_from.Unit(sFrom);
         if (nFrom < 0) Fail(m_sName + ": source is not a unit of " + m_from.Name());
-        if (static_cast<size_t>(nFrom) < m_vecDone.size() && m_vecDone[static_cast<size_t>(nFrom)]) {
+        if (static_cast<size_t>(nFrom) < m_vecDone.size() &&
+            m_vecDone[static_cast<size_t>(nFrom)]) {
             Fail(m_sName + ": a source unit mapped twice");
         }
         if (m_vecDone.size() <= static_cast<size_t>(nFrom)) m_vecDone.resize(nFrom + 1, false);
@@ -570,12 +571,13 @@ public:
         m_utf8.Save(written);
         m_big5.Save(written);
         m_gbka.Save(written);
-        std::printf("encoding units: GBK %zu (+%zu texts), UTF8 %zu (+%zu), BIG5 %zu (+%zu), "
-                    "GBKA %zu (+%zu)\n",
-                    m_gbk.UnitCount(), m_gbk.TextCount() - m_gbk.UnitCount(), m_utf8.UnitCount(),
-                    m_utf8.TextCount() - m_utf8.UnitCount(), m_big5.UnitCount(),
-                    m_big5.TextCount() - m_big5.UnitCount(), m_gbka.UnitCount(),
-                    m_gbka.TextCount() - m_gbka.UnitCount());
+        std::printf(
+            "encoding units: GBK %zu (+%zu texts), UTF8 %zu (+%zu), BIG5 %zu (+%zu), "
+            "GBKA %zu (+%zu)\n",
+            m_gbk.UnitCount(), m_gbk.TextCount() - m_gbk.UnitCount(), m_utf8.UnitCount(),
+            m_utf8.TextCount() - m_utf8.UnitCount(), m_big5.UnitCount(),
+            m_big5.TextCount() - m_big5.UnitCount(), m_gbka.UnitCount(),
+            m_gbka.TextCount() - m_gbka.UnitCount());
         std::printf("GBK units without a BIG5 counterpart (no GBK2BIG row): %zu\n", m_nNoBig5);
     }
 
@@ -603,7 +605,9 @@ private:
     // CheckGbkText: every character of a phrase must be a GBK cell of the table.
     void CheckGbkText(const std::string& sText) const {
         for (const std::string& sChar : GbkChars(sText)) {
-            if (m_src.mapGbkToCode.count(sChar) == 0) Fail("phrase character outside the GBK table");
+            if (m_src.mapGbkToCode.count(sChar) == 0) {
+                Fail("phrase character outside the GBK table");
+            }
         }
     }
 
@@ -618,13 +622,13 @@ private:
     }
 
     // Big5Of: the BIG5 cell of one GBK character ("" when it has none): the research mapping, else
-    // the BIG5 cell that maps to it, else (for the one-way byte 0x80) that of the cell with the same
-    // code point.
+    // the BIG5 cell that maps to it, else (for the one-way byte 0x80) that of the cell with the
+    // same code point.
     std::string Big5Of(const std::string& sGbkChar) const {
         auto it = m_src.mapGbkToBig5.find(sGbkChar);
         if (it != m_src.mapGbkToBig5.end()) return it->second;
         auto rev = m_src.mapGbkToBig5Reverse.find(sGbkChar);
-        if (rev != m_src.mapGbkToBig5Reverse.end()) return rev->second;
+        if (rev != m_src.mapGbkToBig5Reverse.end()) return rev->second.first;
         auto code = m_src.mapGbkToCode.find(sGbkChar);
         if (code != m_src.mapGbkToCode.end()) {
             auto same = m_src.mapCodeToGbk.find(code->second);
@@ -692,8 +696,8 @@ private:
 
         // Every source unit has its row, except GBK characters without any BIG5 counterpart.
         size_t nMissing = 0;
-        for (CMap* pMap : {&utf2gbk, &gbka2utf, &gbk2utf, &gbk2gbka, &big2gbk, &gbka2gbk,
-                           &utf2gbka}) {
+        for (CMap* pMap :
+             {&utf2gbk, &gbka2utf, &gbk2utf, &gbk2gbka, &big2gbk, &gbka2gbk, &utf2gbka}) {
             nMissing += pMap->Save(written);
         }
         if (nMissing != 0) Fail("encoding maps: source units without a row");
@@ -718,11 +722,11 @@ int ClassOf(uint32_t c) {
         if (c >= '0' && c <= '9') return CLASS_DIGIT;
         if (c < 0x21 || c == 0x7F) return 0;
         return std::strchr("$+<=>^`|~", static_cast<int>(c)) != nullptr ? CLASS_SYMBOL
-                                                                         : CLASS_PUNCT;
+                                                                        : CLASS_PUNCT;
     }
     if (c >= 0xFF01 && c <= 0xFF5E) {
         int nAscii = ClassOf(c - 0xFEE0);
-        return nAscii == CLASS_LETTER ? CLASS_FULL_LETTER
+        return nAscii == CLASS_LETTER  ? CLASS_FULL_LETTER
                : nAscii == CLASS_DIGIT ? CLASS_FULL_DIGIT
                                        : nAscii;
     }
@@ -734,8 +738,8 @@ int ClassOf(uint32_t c) {
         (c >= 0x3001 && c <= 0x3003) || (c >= 0x3008 && c <= 0x3011) ||
         (c >= 0x3014 && c <= 0x301F) || c == 0x3030 || c == 0x303D || c == 0x30FB ||
         (c >= 0xFE10 && c <= 0xFE19) || (c >= 0xFE30 && c <= 0xFE6B) ||
-        (c >= 0xFF5F && c <= 0xFF65) || c == 0x00A7 || c == 0x00B7 || c == 0x00A1 ||
-        c == 0x00BF || c == 0x00AB || c == 0x00BB) {
+        (c >= 0xFF5F && c <= 0xFF65) || c == 0x00A7 || c == 0x00B7 || c == 0x00A1 || c == 0x00BF ||
+        c == 0x00AB || c == 0x00BB) {
         return CLASS_PUNCT;
     }
     if ((c >= 0x00C0 && c <= 0x02AF && c != 0x00D7 && c != 0x00F7) ||
@@ -777,7 +781,8 @@ void BuildCharset(const _stSources& src, CWritten& written) {
     CCharset charset;
     int nImported = charset.Import(sTextPath.c_str());
     std::remove(sTextPath.c_str());
-    if (nImported != static_cast<int>(nLines)) Fail("charset: the importer did not take every line");
+    if (nImported != static_cast<int>(nLines))
+        Fail("charset: the importer did not take every line");
     if (charset.Save(written.Path("charset.type").c_str()) != 1) Fail("cannot write charset.type");
     written.Check("charset.type");
     std::printf("character classes: %zu characters\n", nLines);
@@ -800,8 +805,8 @@ void BuildXingZi(const std::string& sSourceDir, CWritten& written) {
     if (nPairs <= 0 || static_cast<size_t>(nPairs) != nLines) Fail("Xing2Zi: import failed");
     CStrTran check(sPrefix.c_str(), "Xing", "Zi", "");
     if (!check.Load()) Fail("Xing2Zi: the written table does not load");
-    for (const char* sName : {"Xing.pdat", "Xing.wordlist", "Zi.pdat", "Zi.wordlist",
-                              "Xing2Zi.map"}) {
+    for (const char* sName :
+         {"Xing.pdat", "Xing.wordlist", "Zi.pdat", "Zi.wordlist", "Xing2Zi.map"}) {
         written.Check(sName);
     }
     std::printf("look-alike table: %d pairs\n", nPairs);
@@ -820,8 +825,8 @@ void BuildPinyin(const std::string& sSourceDir, CWritten& written) {
     if (nResult != 1) Fail("pinyin: import of " + sFile + " failed");
     CPinyin check(sDir.c_str());
     if (check.Load() != 1) Fail("pinyin: the written tables do not load");
-    for (const char* sName : {"pinyin.pdat", "pinyin.wordlist", "hanzi.pdat", "hanzi.wordlist",
-                              "hanzi2pinyin.map"}) {
+    for (const char* sName :
+         {"pinyin.pdat", "pinyin.wordlist", "hanzi.pdat", "hanzi.wordlist", "hanzi2pinyin.map"}) {
         written.Check(sName);
     }
     std::printf("pinyin tables: written\n");
