@@ -266,11 +266,11 @@ TEST_P(CodeTranUtf8Data, EveryGbkCharacterMatchesIconvAndComesBack) {
 
 // Private-use cells have no counterpart and pass GBK-to-code as they are, whole: an unmatched lead
 // byte must not be read with the next byte as another character.
-// Disabled until the GBK table holds the private-use cells: the converter's dictionaries work on
-// bytes, so a two-byte cell that is no unit of the dictionary is cut into two one-byte tokens and
-// its trail byte is matched with the byte after it (AA A1 followed by 中 D6 D0 gives AA, then the
-// cell A1 D6, then D0). Adding every such cell as a unit without a map row keeps it whole.
-TEST_P(CodeTranUtf8Data, DISABLED_PrivateUseCellsPassWhole) {
+// The converter's dictionaries work on bytes, so a two-byte cell that were no unit of the
+// dictionary would be cut into two one-byte tokens and its trail byte matched with the byte after
+// it (AA A1 followed by 中 D6 D0 would give AA, then the cell A1 D6, then D0); the tables hold every
+// such cell as a unit without a map row, which keeps it whole.
+TEST_P(CodeTranUtf8Data, PrivateUseCellsPassWhole) {
     CGbkCells cells = ClassifyGbkCells();
     ASSERT_FALSE(cells.vecPrivate.empty());
     std::vector<std::vector<std::string>> vecPrivate = {cells.vecPrivate};
@@ -473,10 +473,10 @@ TEST(CodeTranBig5Data, TraditionalTextToSimplifiedGbkAndBack) {
 }
 
 // Every BIG5 cell, whether the table maps it or not, is read whole: the character after it is
-// converted as it would be alone. Disabled until the BIG5 table holds its cells without a GBK
-// counterpart (user-defined areas and the HKSCS cells left out) as units without a map row; see
+// converted as it would be alone. The BIG5 table holds its cells without a GBK counterpart
+// (user-defined areas, the HKSCS cells left out) as units without a map row; see
 // PrivateUseCellsPassWhole.
-TEST(CodeTranBig5Data, DISABLED_EveryCellIsReadWhole) {
+TEST(CodeTranBig5Data, EveryCellIsReadWhole) {
     std::unique_ptr<CCodeTran> pTran = LoadTranslator(2);
     ASSERT_NE(pTran, nullptr);
     const std::string sZhong = "\xA4\xA4", sWen = "\xA4\xE5";  // 中 文 in BIG5

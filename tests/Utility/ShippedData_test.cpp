@@ -4,6 +4,7 @@
 // tiny source tree.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -133,9 +134,27 @@ TEST(ShippedData, GbkAndUtf8TablesAgreeWithIconv) {
     EXPECT_EQ(Map(utf8, *pUtf2Gbk, gbk, "\xE2\xBC\x80"), G("一"));  // Kangxi radical one (U+2F00)
 }
 
+// NoCounterpart: whether a two-byte cell of a map's source side is one the references give no
+// character to convert: a GBK cell that GB18030 reads as a private-use code point or not at all,
+// a BIG5 cell that BIG5-HKSCS cannot read or whose character GBK cannot write. The sources follow
+// HKSCS-2004: the cells that HKSCS-2008 added to row 87 (31 of them GBK can write) are not in
+// them and count as having none.
+bool NoCounterpart(const std::string& sCell, bool bBig5) {
+    if (sCell.size() != 2 || static_cast<unsigned char>(sCell[0]) < 0x81) return false;
+    if (bBig5 && static_cast<unsigned char>(sCell[0]) == 0x87) return true;
+    std::string sUtf8 = Iconv(sCell, bBig5 ? "BIG5-HKSCS" : "GB18030", "UTF-8");
+    if (sUtf8.empty()) return true;
+    if (bBig5) return Iconv(sUtf8, "UTF-8", "GBK").empty();
+    // U+E000..U+F8FF is EE 80 80 .. EF A3 BF.
+    return sUtf8.size() == 3 && (sUtf8.compare("\xEE\x80\x80") >= 0) &&
+           (sUtf8.compare("\xEF\xA3\xBF") <= 0);
+}
+
 // Every unit of every map's source side has its row, and the row's target has a text; the source
-// word list and dictionary agree on every handle. GBK characters without any BIG5 counterpart are
-// the only units allowed to have no row.
+// word list and dictionary agree on every handle. The units allowed to have no row: GBK characters
+// without any BIG5 counterpart (GBK2BIG), and the pass-through cells of the GBK, GBKA and BIG5
+// sides (private-use, user-defined and unassigned cells, HKSCS cells GBK cannot write), which are
+// units only so that the converter reads them whole.
 TEST(ShippedData, EveryConversionUnitMapsToAText) {
     CSide gbk("GBK"), utf8("UTF8"), big5("BIG5"), gbka("GBKA");
     struct _stMap {
@@ -151,7 +170,9 @@ TEST(ShippedData, EveryConversionUnitMapsToAText) {
         auto pMap = LoadMap(m.sName);
         int nUnits = static_cast<int>(m.from.dict.GetItemCount());
         ASSERT_GT(nUnits, 10000) << m.sName;
+        bool bUtf8 = &m.from == &utf8, bBig5 = &m.from == &big5;
         int nBad = 0, nNoRow = 0;
+        std::string sFirstBad;
         for (int h = 0; h < nUnits; ++h) {
             std::string sUnit = m.from.list.GetWord(h);
             if (sUnit.empty() || m.from.dict.Find(sUnit.c_str()) != h) {
@@ -163,17 +184,23 @@ TEST(ShippedData, EveryConversionUnitMapsToAText) {
             if (nCount == 0) {
                 ++nNoRow;
                 // Only a GBK character that BIG5 cannot write may lack a BIG5 row.
-                std::string sUtf8 = Iconv(sUnit, "GBK", "UTF-8");
-                bool bAllowed = std::string(m.sName) == "GBK2BIG" && sUnit.size() == 2 &&
-                                Iconv(sUtf8, "UTF-8", "BIG5").empty();
-                if (!bAllowed) ++nBad;
+                bool bAllowed = !bUtf8 && NoCounterpart(sUnit, bBig5);
+                if (!bAllowed && std::string(m.sName) == "GBK2BIG" && sUnit.size() == 2) {
+                    std::string sUtf8 = Iconv(sUnit, "GBK", "UTF-8");
+                    bAllowed = Iconv(sUtf8, "UTF-8", "BIG5").empty();
+                }
+                if (!bAllowed && nBad++ == 0) sFirstBad = sUnit;
                 continue;
             }
             if (nCount != 1 || *m.to.list.GetWord(pTargets[0].handle2) == '\0') ++nBad;
         }
-        EXPECT_EQ(nBad, 0) << m.sName;
-        if (std::string(m.sName) != "GBK2BIG") {
+        EXPECT_EQ(nBad, 0) << m.sName << ", first without a row: " << sFirstBad;
+        if (bUtf8) {
             EXPECT_EQ(nNoRow, 0) << m.sName;
+        } else {
+            // GBK has 23,940 two-byte cells, BIG5 (trail bytes 40-7E, A1-FE) 19,782; the units
+            // without a row are thousands of them (GBK's private-use areas alone hold 2,000 cells).
+            EXPECT_GT(nNoRow, 1500) << m.sName;
         }
     }
     // Known rows: the GBKA tables map traditional and simplified characters and phrases.
@@ -293,21 +320,39 @@ TEST(BuildDataTool, WritesTheTablesOfATinySourceTree) {
     std::string sTool = std::string(VINTREL_BUILD_DIR) + "/vintrel-build-data";
     ASSERT_EQ(std::system((sTool + " " + sSrc + " " + sOut + " > /dev/null").c_str()), 0);
 
-    // GBK units in byte order, then the phrase: 發 0, 发 1, 头 2, 頭 3, 头发 4. GBKA units: the
-    // same cells, then 發頭 4; its word list also holds 頭發 (the phrase's target) at 5. So
-    // GBK2GBKA maps 發->0 (itself), 发->0, 头->3, 頭->3 (itself), 头发->5: five sources with one
-    // target each.
+    // GBK units in byte order, then the phrase: 發 0, 发 1, 头 2, 頭 3, 头发 4; behind them every
+    // other two-byte GBK cell (lead 81-FE, trail 40-FE but 7F: 126 x 190 = 23,940 cells, 23,936
+    // of them new) as a pass-through unit without a row, handles 5 to 23,940. GBKA units: the same
+    // cells, then 發頭 4, then the same pass-through cells; its word list also holds 頭發 (the
+    // phrase's target) at 23,941. So GBK2GBKA maps 發->0 (itself), 发->0, 头->3, 頭->3 (itself),
+    // 头发->23,941: five sources with one target each, and no row for any handle from 5 on.
+    const int32_t nExtra = 5 + 23936;
     EXPECT_EQ(vt_test::ReadWholeFile(sOut + "/GBK2GBKA.map"),
-              Int32s({5, 5, 0, 0, 3, 3, 5, 0, 0, 1, 1, 2, 2, 3, 3, 4, 4}));
-    // GBKA2GBK: the cells 發->1, 发->1, 头->2, 頭->2, and 發頭 -> the extra GBK text 发头 at 5.
+              Int32s({5, 5, 0, 0, 3, 3, nExtra, 0, 0, 1, 1, 2, 2, 3, 3, 4, 4}));
+    // GBKA2GBK: the cells 發->1, 发->1, 头->2, 頭->2, and 發頭 -> the extra GBK text 发头.
     EXPECT_EQ(vt_test::ReadWholeFile(sOut + "/GBKA2GBK.map"),
-              Int32s({5, 5, 1, 1, 2, 2, 5, 0, 0, 1, 1, 2, 2, 3, 3, 4, 4}));
-    // The GBKA word list: six texts (handles 0-5), offsets of each NUL-terminated text, the unused
-    // entry behind the last handle, 22 bytes of text, plain (not scrambled).
-    std::string sTexts = G("發") + '\0' + G("发") + '\0' + G("头") + '\0' + G("頭") + '\0' +
-                         G("發頭") + '\0' + G("頭發") + '\0';
-    EXPECT_EQ(vt_test::ReadWholeFile(sOut + "/GBKA.wordlist"),
-              Int32s({6, 6, 0, 3, 6, 9, 12, 17, 0, 22}) + sTexts);
+              Int32s({5, 5, 1, 1, 2, 2, nExtra, 0, 0, 1, 1, 2, 2, 3, 3, 4, 4}));
+    // The GBKA word list: the texts by handle, the offset of each NUL-terminated text, the unused
+    // entry behind the last handle, the bytes of text, plain (not scrambled).
+    std::vector<std::string> vecTexts = {G("發"), G("发"), G("头"), G("頭"), G("發頭")};
+    for (int nLead = 0x81; nLead <= 0xFE; ++nLead) {
+        for (int nTrail = 0x40; nTrail <= 0xFE; ++nTrail) {
+            std::string sCell = {static_cast<char>(nLead), static_cast<char>(nTrail)};
+            if (nTrail != 0x7F && std::find(vecTexts.begin(), vecTexts.begin() + 4, sCell) ==
+                                      vecTexts.begin() + 4) {
+                vecTexts.push_back(sCell);
+            }
+        }
+    }
+    vecTexts.push_back(G("頭發"));
+    ASSERT_EQ(vecTexts.size(), static_cast<size_t>(nExtra) + 1);
+    std::string sHeader = Int32s({nExtra + 1, nExtra + 1}), sTexts;
+    for (const std::string& sText : vecTexts) {
+        sHeader += Int32s({static_cast<int32_t>(sTexts.size())});
+        sTexts += sText + '\0';
+    }
+    sHeader += Int32s({0, static_cast<int32_t>(sTexts.size())});
+    EXPECT_TRUE(vt_test::ReadWholeFile(sOut + "/GBKA.wordlist") == sHeader + sTexts);
 
     // The converters read them: GBK to BIG5 writes the phrase in BIG5 where BIG5 has the
     // characters (頭) and passes the rest as the simplified character alone would (发 has no
@@ -319,6 +364,9 @@ TEST(BuildDataTool, WritesTheTablesOfATinySourceTree) {
     CCodeTran utf8(sOut.c_str(), 1);
     ASSERT_EQ(utf8.GetStatus(), 1);
     EXPECT_EQ(std::string(utf8.GBKToCode(G("头发A").c_str(), sResult)), "头发A");
+    // A cell without a row passes whole: AA CD then 发 B7 A2. Cut byte by byte, its trail byte
+    // would be read with B7 as 头 CD B7 and A2 left alone.
+    EXPECT_EQ(std::string(utf8.GBKToCode("\xAA\xCD\xB7\xA2", sResult)), "\xAA\xCD发");
     CPinyin pinyin(sOut.c_str());
     ASSERT_EQ(pinyin.Load(), 1);
     std::string sAbbrev;

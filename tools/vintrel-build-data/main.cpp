@@ -25,6 +25,13 @@
 //   BIG5  units: every BIG5 cell (HKSCS cells where plain BIG5 has none) that has a GBK character;
 //         it maps to the simplified GBK character, as matching works on simplified text.
 //   GBKA  units: every GBK cell (identity rows) and the traditional-side phrases (乾隆 stays 乾隆).
+//   Pass-through cells: behind those units, GBK, GBKA and BIG5 hold every other two-byte cell of
+//         their code page (GBK: lead 0x81-0xFE, trail 0x40-0xFE but 0x7F; BIG5: lead 0x81-0xFE,
+//         trail 0x40-0x7E and 0xA1-0xFE): private-use, user-defined and unassigned cells, HKSCS
+//         cells left out. They have no map row, so the converter passes them unconverted (wrapped
+//         in "^^" towards GBK), but as one token: the dictionaries match byte by byte, and a cell
+//         that were no unit would be cut into two bytes, its trail byte read with the next
+//         character and that character garbled.
 //
 //   UTF2GBK  UTF8 -> GBK   the GBK text of the code point
 //   GBK2UTF  GBK -> UTF8   the code point of the cell; a phrase -> its UTF-8 (an extra text)
@@ -41,7 +48,7 @@
 //   UTF2GBKA GBKA -> UTF8  (code 4, GBK-to-code column) the UTF-8 of the cell or phrase
 //
 // ASCII is no unit of any side: it is the same in every encoding and passes the converter as it is.
-// Every unit has exactly one target, so "the first mapped id" is the only one; every target text is
+// Every unit but the pass-through cells has exactly one target, so "the first mapped id" is the only one; every target text is
 // checked to exist in its word list, and every unit is checked to be found again by Find.
 //
 // Look-alike table (Xing/Zi) and pinyin tables: the library's own importers (CStrTran::Import,
@@ -66,6 +73,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
@@ -447,6 +455,28 @@ public:
         m_vecTexts.push_back(sText);
         return nHandle;
     }
+    // AddPassThroughCells: adds every two-byte cell of the code page (lead bytes 0x81..0xFE, trail
+    // bytes accepted by bTrail) that is no unit yet. Such a unit gets no map row: the converter
+    // passes it unconverted, but whole, so its trail byte is not read with the next character.
+    // Call it after the mapped units; the cells come in byte order.
+    template <typename TrailFn>
+    void AddPassThroughCells(TrailFn bTrail) {
+        if (m_bFrozen) Fail(m_sName + ": unit added after completion");
+        m_nFirstPass = m_vecTexts.size();
+        for (int nLead = 0x81; nLead <= 0xFE; ++nLead) {
+            for (int nTrail = 0x40; nTrail <= 0xFE; ++nTrail) {
+                if (!bTrail(nTrail)) continue;
+                std::string sCell = {static_cast<char>(nLead), static_cast<char>(nTrail)};
+                if (m_mapHandle.count(sCell) == 0) AddUnit(sCell);
+            }
+        }
+    }
+    // IsPassThrough: whether a handle is a unit added by AddPassThroughCells.
+    bool IsPassThrough(int nHandle) const {
+        return nHandle >= 0 && static_cast<size_t>(nHandle) >= m_nFirstPass &&
+               static_cast<size_t>(nHandle) < m_nUnits;
+    }
+    size_t PassThroughCount() const { return m_nUnits - std::min(m_nFirstPass, m_nUnits); }
     // Complete: compiles the dictionary and checks that every unit is found at its handle.
     void Complete() {
         m_dict.AddWordComplete();
@@ -503,6 +533,7 @@ private:
     std::vector<std::string> m_vecTexts;     // by handle: the units, then the extra texts
     std::map<std::string, int> m_mapHandle;  // text -> handle
     size_t m_nUnits = 0;
+    size_t m_nFirstPass = SIZE_MAX;  // handle of the first pass-through unit
     bool m_bFrozen = false;
 };
 
@@ -520,6 +551,7 @@ public:
     void Add(const std::string& sFrom, const std::string& sTo) {
         int nFrom = m_from.Unit(sFrom);
         if (nFrom < 0) Fail(m_sName + ": source is not a unit of " + m_from.Name());
+        if (m_from.IsPassThrough(nFrom)) Fail(m_sName + ": a pass-through unit mapped");
         if (static_cast<size_t>(nFrom) < m_vecDone.size() &&
             m_vecDone[static_cast<size_t>(nFrom)]) {
             Fail(m_sName + ": a source unit mapped twice");
@@ -534,7 +566,8 @@ public:
         return nFrom >= 0 && static_cast<size_t>(nFrom) < m_vecDone.size() &&
                m_vecDone[static_cast<size_t>(nFrom)];
     }
-    // Save: compiles and writes <name>.map; returns the number of source units left without a row.
+    // Save: compiles and writes <name>.map; returns the number of source units left without a row,
+    // pass-through units not counted.
     size_t Save(CWritten& written) {
         {
             CQuietStdout quiet;
@@ -543,7 +576,7 @@ public:
         std::string sFile = m_sName + ".map";
         if (m_map.Save(written.Path(sFile).c_str()) != 1) Fail("cannot write " + sFile);
         written.Check(sFile);
-        return m_from.UnitCount() - m_nPairs;
+        return m_from.UnitCount() - m_from.PassThroughCount() - m_nPairs;
     }
 
 private:
@@ -579,6 +612,9 @@ public:
             m_big5.TextCount() - m_big5.UnitCount(), m_gbka.UnitCount(),
             m_gbka.TextCount() - m_gbka.UnitCount());
         std::printf("GBK units without a BIG5 counterpart (no GBK2BIG row): %zu\n", m_nNoBig5);
+        std::printf("pass-through cells (units without a row): GBK %zu, BIG5 %zu, GBKA %zu\n",
+                    m_gbk.PassThroughCount(), m_big5.PassThroughCount(),
+                    m_gbka.PassThroughCount());
     }
 
 private:
@@ -599,6 +635,11 @@ private:
         }
         for (const auto& code : m_src.mapCodeToGbk) m_utf8.AddUnit(Utf8(code.first));
         for (const auto& cell : m_src.mapBig5ToGbk) m_big5.AddUnit(cell.first);
+        auto fnGbkTrail = [](int nTrail) { return nTrail != 0x7F; };
+        auto fnBig5Trail = [](int nTrail) { return nTrail <= 0x7E || nTrail >= 0xA1; };
+        m_gbk.AddPassThroughCells(fnGbkTrail);
+        m_gbka.AddPassThroughCells(fnGbkTrail);
+        m_big5.AddPassThroughCells(fnBig5Trail);
         for (CSide* pSide : {&m_gbk, &m_utf8, &m_big5, &m_gbka}) pSide->Complete();
     }
 
