@@ -61,6 +61,17 @@ std::string Iconv(const std::string& s, const char* sFrom, const char* sTo) {
     }
 }
 
+// Hex: the bytes of a text as upper-case hex digits ("A451").
+std::string Hex(const std::string& s) {
+    static const char DIGITS[] = "0123456789ABCDEF";
+    std::string sHex;
+    for (unsigned char c : s) {
+        sHex += DIGITS[c >> 4];
+        sHex += DIGITS[c & 15];
+    }
+    return sHex;
+}
+
 TEST(ShippedData, LookAlikeTableRewritesKnownSpellings) {
     CStrTran tran((DATA_DIR + "/").c_str(), "Xing", "Zi", "");
     ASSERT_TRUE(tran.Load());
@@ -255,6 +266,13 @@ TEST_F(ShippedConverterTest, TraditionalCodesConvertToSimplifiedAndBack) {
     std::string sBig5 = vt_test::Convert("頭髮很長，乾淨。", "UTF-8", "BIG5");
     EXPECT_EQ(ToGbk(big5, sBig5), G("头发很长，干净。"));
     EXPECT_EQ(ToCode(big5, G("头发很长，干净。")), sBig5);
+    // A simplified character that BIG5 also holds as a rare form is written as the traditional
+    // character it usually stands for, as glibc writes it; one whose traditional candidate is
+    // the rarer reading (了 and 瞭, 家 and 傢) stays; 十 and 卅 take their hanzi cells (A451,
+    // A4CA), not the duplicates of the symbol area (A2CC, A2CE).
+    EXPECT_EQ(Hex(ToCode(big5, G("气机与后并儿，了家，十卅"))),
+              Hex(vt_test::Convert("氣機與後並兒，了家，十卅", "UTF-8", "BIG5")));
+    EXPECT_EQ(Hex(ToCode(big5, G("十卅"))), "A451A4CA");
 
     CCodeTran gbka(DATA_DIR.c_str(), 3);
     ASSERT_EQ(gbka.GetStatus(), 1);

@@ -39,7 +39,10 @@
 //   GBK2BIG  GBK -> BIG5   the research mapping (traditional form); a GBK character that plain BIG5
 //                          lacks takes the BIG5 cell that maps to it, when one does; a phrase takes
 //                          the BIG5 of its traditional phrase. GBK characters without any BIG5
-//                          counterpart have no row (the converter passes them unchanged).
+//                          counterpart have no row (the converter passes them unchanged). Where
+//                          BIG5 holds the simplified character itself (气, 后) its usual
+//                          traditional form is written instead (氣, 後; see Big5OfSimplified),
+//                          and a hanzi duplicated in the symbol area takes its hanzi cell (十 A451).
 //   GBKA2GBK GBKA -> GBK   traditional character -> simplified, every other cell itself; phrase ->
 //                          its simplified phrase
 //   GBK2GBKA GBK -> GBKA   simplified character -> its first traditional candidate, every other
@@ -81,6 +84,7 @@
 #include <exception>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -265,6 +269,11 @@ struct _stSources {
     std::map<std::string, std::pair<std::string, bool>> mapGbkToBig5Reverse;
     // GBK cell -> BIG5 cell (the research mapping).
     std::map<std::string, std::string> mapGbkToBig5;
+    // GBK cells whose BIG5 cell of the research mapping is the same character.
+    std::set<std::string> setGbkSameInBig5;
+    // BIG5 cell -> the BIG5 cell of the same hanzi outside the symbol area (lead bytes A1-A3), for
+    // the cells of the symbol area that duplicate a hanzi (十 A2CC and A451).
+    std::map<std::string, std::string> mapBig5SymbolToHanzi;
     // Single characters and phrases of the traditional/simplified tables (phrases in file order).
     std::map<std::string, std::string> mapT2S;
     std::map<std::string, std::string> mapS2T;
@@ -322,6 +331,7 @@ void ReadUtf8Extra(const std::string& sPath, _stSources& src) {
 
 void ReadBig5Gbk(const std::string& sPath, _stSources& src) {
     std::vector<std::string> vecLines = ReadLines(sPath);
+    std::map<uint32_t, std::string> mapSymbolCell, mapHanziCell;  // code point -> first cell
     for (size_t i = 0; i < vecLines.size(); ++i) {
         const std::string& sLine = vecLines[i];
         if (sLine.empty() || sLine[0] == '#') continue;
@@ -329,6 +339,15 @@ void ReadBig5Gbk(const std::string& sPath, _stSources& src) {
         std::string sBig5;
         if (f.size() < 5 || !ParseHexBytes(f[0], sBig5) || sBig5.size() != 2) {
             Fail(Where(sPath, i) + ": bad row");
+        }
+        uint32_t nCode = 0;
+        if (ParseCodePoint(f[1], nCode) && ((nCode >= 0x3400 && nCode <= 0x4DBF) ||
+                                            (nCode >= 0x4E00 && nCode <= 0x9FFF))) {
+            unsigned char cLead = static_cast<unsigned char>(sBig5[0]);
+            bool bSymbol = cLead >= 0xA1 && cLead <= 0xA3;
+            bool bHanzi = !bSymbol;
+            if (bSymbol) mapSymbolCell.emplace(nCode, sBig5);
+            if (bHanzi) mapHanziCell.emplace(nCode, sBig5);
         }
         if (f[4] == "-") continue;  // no GBK counterpart: no unit
         std::string sSimp;
@@ -345,6 +364,12 @@ void ReadBig5Gbk(const std::string& sPath, _stSources& src) {
             src.mapGbkToBig5Reverse.emplace(sSimp, std::make_pair(sBig5, bSame));
         } else if (bSame && !it->second.second) {
             it->second = std::make_pair(sBig5, true);
+        }
+    }
+    for (const auto& symbol : mapSymbolCell) {
+        auto hanzi = mapHanziCell.find(symbol.first);
+        if (hanzi != mapHanziCell.end()) {
+            src.mapBig5SymbolToHanzi.emplace(symbol.second, hanzi->second);
         }
     }
 }
@@ -365,6 +390,7 @@ void ReadGbkBig5(const std::string& sPath, _stSources& src) {
         if (!src.mapGbkToBig5.emplace(sGbk, sBig5).second) {
             Fail(Where(sPath, i) + ": GBK cell listed twice");
         }
+        if (f.size() >= 5 && f[4] == "same") src.setGbkSameInBig5.insert(sGbk);
     }
 }
 
@@ -664,8 +690,60 @@ private:
 
     // Big5Of: the BIG5 cell of one GBK character ("" when it has none): the research mapping, else
     // the BIG5 cell that maps to it, else (for the one-way byte 0x80) that of the cell with the
-    // same code point.
+    // same code point. A cell of the symbol area that duplicates a hanzi gives way to the hanzi
+    // cell (十 is A451, not A2CC), as glibc's BIG5 writes it.
     std::string Big5Of(const std::string& sGbkChar) const {
+        std::string sCell = Big5OfResearch(sGbkChar);
+        auto hanzi = m_src.mapBig5SymbolToHanzi.find(sCell);
+        return hanzi != m_src.mapBig5SymbolToHanzi.end() ? hanzi->second : sCell;
+    }
+    // Big5OfSimplified: Big5Of for a character read as simplified text (a cell of its own, or a
+    // phrase character without a traditional BIG5 form). Where BIG5 happens to hold the very
+    // character (气, 后, 并, rare or variant forms there) but also the first traditional candidate
+    // of the simplified-to-traditional table (氣, 後, 並), the traditional one is written: the text
+    // was simplified, so that is what it most likely stood for.
+    //
+    // The table lists only candidates other than the character itself, so it cannot tell 后 (後
+    // first) from 了 (itself first, 瞭 second). The phrase table tells them apart: where a
+    // character's default is itself, its phrases are the exceptions that change it (了解 -> 瞭解)
+    // and it stays itself in the phrases of its neighbours; where the default is the candidate,
+    // it is the other way round (皇后 stays, 以后 -> 以後 among the neighbours'). So the
+    // candidate is taken unless the phrases keep the character as it is more often than they
+    // change it to the candidate (了 964 to 20 stays; 后 99 to 895, 气 0 to 208 change; a
+    // character no phrase holds takes the candidate).
+    std::string Big5OfSimplified(const std::string& sGbkChar) const {
+        if (m_src.setGbkSameInBig5.count(sGbkChar) != 0) {
+            auto s2t = m_src.mapS2T.find(sGbkChar);
+            if (s2t != m_src.mapS2T.end() && s2t->second != sGbkChar &&
+                m_src.setGbkSameInBig5.count(s2t->second) != 0) {
+                auto votes = m_mapPhraseVotes.find(sGbkChar);
+                bool bKept = votes != m_mapPhraseVotes.end() &&
+                             votes->second.first > votes->second.second;
+                if (!bKept) return Big5Of(s2t->second);
+            }
+        }
+        return Big5Of(sGbkChar);
+    }
+    // CountPhraseVotes: for every character with a traditional candidate, how often the
+    // simplified-to-traditional phrases keep it as it is and how often they write that first
+    // candidate (phrases whose two sides differ in length are skipped).
+    void CountPhraseVotes() {
+        for (const auto& phrase : m_src.vecS2TPhrases) {
+            std::vector<std::string> vecSimp = GbkChars(phrase.first);
+            std::vector<std::string> vecTrad = GbkChars(phrase.second);
+            if (vecSimp.size() != vecTrad.size()) continue;
+            for (size_t i = 0; i < vecSimp.size(); ++i) {
+                auto s2t = m_src.mapS2T.find(vecSimp[i]);
+                if (s2t == m_src.mapS2T.end()) continue;
+                if (vecTrad[i] == vecSimp[i]) {
+                    ++m_mapPhraseVotes[vecSimp[i]].first;
+                } else if (vecTrad[i] == s2t->second) {
+                    ++m_mapPhraseVotes[vecSimp[i]].second;
+                }
+            }
+        }
+    }
+    std::string Big5OfResearch(const std::string& sGbkChar) const {
         auto it = m_src.mapGbkToBig5.find(sGbkChar);
         if (it != m_src.mapGbkToBig5.end()) return it->second;
         auto rev = m_src.mapGbkToBig5Reverse.find(sGbkChar);
@@ -674,13 +752,14 @@ private:
         if (code != m_src.mapGbkToCode.end()) {
             auto same = m_src.mapCodeToGbk.find(code->second);
             if (same != m_src.mapCodeToGbk.end() && same->second != sGbkChar) {
-                return Big5Of(same->second);
+                return Big5OfResearch(same->second);
             }
         }
         return std::string();
     }
 
     void BuildMaps(CWritten& written) {
+        CountPhraseVotes();
         CMap utf2gbk("UTF2GBK", m_utf8, m_gbk);
         CMap gbka2utf("GBKA2UTF", m_utf8, m_gbka);  // code 4, code-to-GBK column
         for (const auto& code : m_src.mapCodeToGbk) {
@@ -693,7 +772,7 @@ private:
         CMap gbk2gbka("GBK2GBKA", m_gbk, m_gbka);
         for (const auto& cell : m_src.mapGbkToCode) {
             gbk2utf.Add(cell.first, Utf8(cell.second));
-            std::string sBig5 = Big5Of(cell.first);
+            std::string sBig5 = Big5OfSimplified(cell.first);
             if (!sBig5.empty()) {
                 gbk2big.Add(cell.first, sBig5);
             } else {
@@ -713,7 +792,7 @@ private:
             std::string sBig5;
             for (size_t i = 0; i < vecTrad.size(); ++i) {
                 std::string sCell = Big5Of(vecTrad[i]);
-                if (sCell.empty() && i < vecSimp.size()) sCell = Big5Of(vecSimp[i]);
+                if (sCell.empty() && i < vecSimp.size()) sCell = Big5OfSimplified(vecSimp[i]);
                 if (sCell.empty() && i < vecSimp.size()) sCell = vecSimp[i];
                 sBig5 += sCell;
             }
@@ -751,6 +830,8 @@ private:
     CSide m_big5{"BIG5"};
     CSide m_gbka{"GBKA"};
     size_t m_nNoBig5 = 0;
+    // Per simplified character: phrases that keep it, phrases that write its first candidate.
+    std::map<std::string, std::pair<size_t, size_t>> m_mapPhraseVotes;
 };
 
 // ---------------------------------------------------------------------------------------------------
