@@ -222,6 +222,11 @@ TEST(ShippedData, EveryConversionUnitMapsToAText) {
     EXPECT_EQ(Map(gbka, *pGbka2Gbk, gbk, G("乾元")), G("乾元"));  // a phrase keeps 乾
     EXPECT_EQ(Map(gbk, *pGbk2Gbka, gbka, G("习")), G("習"));
     EXPECT_EQ(Map(gbk, *pGbk2Gbka, gbka, G("头发")), G("頭髮"));
+    // A character that usually stays itself in traditional text is not replaced by its rarer
+    // traditional candidate (了 not 瞭, 家 not 傢); one that usually changes is (后 -> 後).
+    EXPECT_EQ(Map(gbk, *pGbk2Gbka, gbka, G("了")), G("了"));
+    EXPECT_EQ(Map(gbk, *pGbk2Gbka, gbka, G("家")), G("家"));
+    EXPECT_EQ(Map(gbk, *pGbk2Gbka, gbka, G("后")), G("後"));
     auto pBig2Gbk = LoadMap("BIG2GBK");
     EXPECT_EQ(Map(big5, *pBig2Gbk, gbk, vt_test::Convert("頭", "UTF-8", "BIG5")), G("头"));
 }

@@ -716,13 +716,24 @@ private:
             auto s2t = m_src.mapS2T.find(sGbkChar);
             if (s2t != m_src.mapS2T.end() && s2t->second != sGbkChar &&
                 m_src.setGbkSameInBig5.count(s2t->second) != 0) {
-                auto votes = m_mapPhraseVotes.find(sGbkChar);
-                bool bKept = votes != m_mapPhraseVotes.end() &&
-                             votes->second.first > votes->second.second;
-                if (!bKept) return Big5Of(s2t->second);
+                if (!KeptAsItself(sGbkChar)) return Big5Of(s2t->second);
             }
         }
         return Big5Of(sGbkChar);
+    }
+    // KeptAsItself: true when the simplified-to-traditional phrases keep the character as it is
+    // more often than they write its first traditional candidate (了 964 to 20; 后 99 to 895 not).
+    bool KeptAsItself(const std::string& sGbkChar) const {
+        auto votes = m_mapPhraseVotes.find(sGbkChar);
+        return votes != m_mapPhraseVotes.end() && votes->second.first > votes->second.second;
+    }
+    // TraditionalOf: the GBKA form of a single simplified character: its first traditional
+    // candidate, unless the phrases show that the character usually stays as it is (了 stays 了
+    // outside 了解; 后 becomes 後).
+    std::string TraditionalOf(const std::string& sGbkChar) const {
+        auto s2t = m_src.mapS2T.find(sGbkChar);
+        if (s2t == m_src.mapS2T.end() || KeptAsItself(sGbkChar)) return sGbkChar;
+        return s2t->second;
     }
     // CountPhraseVotes: for every character with a traditional candidate, how often the
     // simplified-to-traditional phrases keep it as it is and how often they write that first
@@ -778,8 +789,7 @@ private:
             } else {
                 ++m_nNoBig5;
             }
-            auto s2t = m_src.mapS2T.find(cell.first);
-            gbk2gbka.Add(cell.first, s2t != m_src.mapS2T.end() ? s2t->second : cell.first);
+            gbk2gbka.Add(cell.first, TraditionalOf(cell.first));
         }
         for (const auto& phrase : m_src.vecS2TPhrases) {
             gbk2utf.Add(phrase.first, GbkToUtf8(phrase.first));
