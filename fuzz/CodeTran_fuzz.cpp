@@ -16,6 +16,7 @@
 #include <string>
 #include <vector>
 
+#include "FuzzSupport.h"
 #include "Utility/CodeTran.h"
 #include "Utility/IDMaps.h"
 #include "Utility/PDAT.h"
@@ -23,14 +24,6 @@
 #include "Utility/WordList.h"
 
 namespace {
-
-#define CODETRAN_FUZZ_CHECK(cond)                                  \
-    do {                                                           \
-        if (!(cond)) {                                             \
-            std::fprintf(stderr, "check failed: %s\n", #cond);     \
-            std::abort();                                          \
-        }                                                          \
-    } while (0)
 
 // UTF-8 and GBK forms of the table's hanzi units.
 const char* const UTF8_UNITS[] = {"\xE4\xB8\xAD", "\xE5\x9B\xBD", "\xE4\xBA\xBA",
@@ -42,12 +35,12 @@ void WriteSide(const std::vector<std::string>& vecUnits, const std::string& sDic
     CPDAT dict(1);
     CWordList list(false, nullptr);
     for (size_t i = 0; i < vecUnits.size(); ++i) {
-        CODETRAN_FUZZ_CHECK(dict.AddWord(vecUnits[i].c_str()) == static_cast<int>(i));
+        FUZZ_CHECK(dict.AddWord(vecUnits[i].c_str()) == static_cast<int>(i));
         list.AddWord(vecUnits[i].c_str(), static_cast<int>(i));
     }
     dict.AddWordComplete();
     list.AddWordComplete();
-    CODETRAN_FUZZ_CHECK(dict.Save(sDict.c_str()) == 1 && list.Save(sList.c_str()) == 1);
+    FUZZ_CHECK(dict.Save(sDict.c_str()) == 1 && list.Save(sList.c_str()) == 1);
 }
 
 void WriteMap(int nCount, int nExtraSource, int nExtraTarget, const std::string& sFile) {
@@ -56,7 +49,7 @@ void WriteMap(int nCount, int nExtraSource, int nExtraTarget, const std::string&
     for (int i = 0; i < nCount; ++i) map.MapAdd(i, i);
     if (nExtraSource >= 0) map.MapAdd(nExtraSource, nExtraTarget);
     map.MapComplete();
-    CODETRAN_FUZZ_CHECK(map.Save(sFile.c_str()) == 1);
+    FUZZ_CHECK(map.Save(sFile.c_str()) == 1);
 }
 
 // The converter and the fuzzer's own copies of its tables (for the literal engine).
@@ -70,7 +63,7 @@ struct CFixture {
     CFixture() {
         g_bLog = false;
         char sTemplate[] = "/tmp/vintrel-codetran-fuzz-XXXXXX";
-        CODETRAN_FUZZ_CHECK(mkdtemp(sTemplate) != nullptr);
+        FUZZ_CHECK(mkdtemp(sTemplate) != nullptr);
         sDir = sTemplate;
         std::vector<std::string> vecGbk, vecCode;
         for (int c = 0x20; c < 0x7F; ++c) {
@@ -86,13 +79,13 @@ struct CFixture {
         WriteMap(nMapped, nMapped, 999, File("UTF2GBK.map"));
         WriteMap(nMapped, -1, 0, File("GBK2UTF.map"));
         pTran.reset(new CCodeTran(sDir.c_str(), 1));
-        CODETRAN_FUZZ_CHECK(pTran->GetStatus() == 1);
-        CODETRAN_FUZZ_CHECK(gbkDict.Load(File("GBK.pdat").c_str()) == 1);
-        CODETRAN_FUZZ_CHECK(codeDict.Load(File("UTF8.pdat").c_str()) == 1);
-        CODETRAN_FUZZ_CHECK(gbkList.Load(File("GBK.wordlist").c_str()) == 1);
-        CODETRAN_FUZZ_CHECK(codeList.Load(File("UTF8.wordlist").c_str()) == 1);
-        CODETRAN_FUZZ_CHECK(code2Gbk.Load(File("UTF2GBK.map").c_str()) == 1);
-        CODETRAN_FUZZ_CHECK(gbk2Code.Load(File("GBK2UTF.map").c_str()) == 1);
+        FUZZ_CHECK(pTran->GetStatus() == 1);
+        FUZZ_CHECK(gbkDict.Load(File("GBK.pdat").c_str()) == 1);
+        FUZZ_CHECK(codeDict.Load(File("UTF8.pdat").c_str()) == 1);
+        FUZZ_CHECK(gbkList.Load(File("GBK.wordlist").c_str()) == 1);
+        FUZZ_CHECK(codeList.Load(File("UTF8.wordlist").c_str()) == 1);
+        FUZZ_CHECK(code2Gbk.Load(File("UTF2GBK.map").c_str()) == 1);
+        FUZZ_CHECK(gbk2Code.Load(File("GBK2UTF.map").c_str()) == 1);
     }
     ~CFixture() {
         for (const char* s : {"GBK.pdat", "GBK.wordlist", "UTF8.pdat", "UTF8.wordlist",
@@ -123,22 +116,22 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pData, size_t nSize) {
     std::string sDirect, sPlain, sBack;
     if (nWays & 1) {
         const char* pResult = tran.CodeToGBK(sText.c_str(), sDirect);
-        CODETRAN_FUZZ_CHECK((pResult == nullptr) == sText.empty());
+        FUZZ_CHECK((pResult == nullptr) == sText.empty());
         if (!sText.empty()) {
             tran.CodeTransPlain(sText.c_str(), sPlain, &fixture.codeDict, &fixture.code2Gbk,
                                 &fixture.gbkList, false);
-            CODETRAN_FUZZ_CHECK(sDirect == sPlain);
+            FUZZ_CHECK(sDirect == sPlain);
         }
         tran.GBKToCode(sDirect.c_str(), sBack);
     }
     if (nWays & 2) {
         const char* pResult = tran.GBKToCode(sText.c_str(), sDirect);
-        CODETRAN_FUZZ_CHECK(pResult != nullptr);
+        FUZZ_CHECK(pResult != nullptr);
         tran.CodeTransPlain(sText.c_str(), sPlain, &fixture.gbkDict, &fixture.gbk2Code,
                             &fixture.codeList, true);
-        CODETRAN_FUZZ_CHECK(sText.empty() || sDirect == sPlain);
+        FUZZ_CHECK(sText.empty() || sDirect == sPlain);
         // Nothing is invented: the result is never longer than the text with every byte wrapped.
-        CODETRAN_FUZZ_CHECK(sDirect.size() <= 5 * sText.size());
+        FUZZ_CHECK(sDirect.size() <= 5 * sText.size());
     }
     return 0;
 }

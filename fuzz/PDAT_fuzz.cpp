@@ -15,17 +15,10 @@
 #include <string>
 #include <vector>
 
+#include "FuzzSupport.h"
 #include "Utility/PDAT.h"
 
 namespace {
-
-#define PDAT_FUZZ_CHECK(cond) \
-    do {                      \
-        if (!(cond)) {        \
-            std::fprintf(stderr, "check failed: %s\n", #cond); \
-            std::abort();     \
-        }                     \
-    } while (0)
 
 std::string ReadBytes(const std::string& sPath) {
     std::ifstream in(sPath, std::ios::binary);
@@ -56,8 +49,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pData, size_t nSize) {
     }
     for (const std::string& sWord : vecWords) {
         int nHandle = dict.AddWord(sWord.c_str());
-        PDAT_FUZZ_CHECK(nHandle >= -1 && nHandle < static_cast<int>(dict.GetItemCount()));
-        PDAT_FUZZ_CHECK(dict.AddWord(sWord.c_str()) == nHandle);
+        FUZZ_CHECK(nHandle >= -1 && nHandle < static_cast<int>(dict.GetItemCount()));
+        FUZZ_CHECK(dict.AddWord(sWord.c_str()) == nHandle);
     }
     dict.AddWordComplete();
     const int nCount = static_cast<int>(dict.GetItemCount());
@@ -66,34 +59,34 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pData, size_t nSize) {
     std::vector<_stTermPosition> vecHits;
     dict.MMScanPosition(sText.c_str(), vecHits, nScanMode);
     for (const _stTermPosition& hit : vecHits) {
-        PDAT_FUZZ_CHECK(hit.iStartPos >= 0 && hit.nWordLen >= 1 && hit.iStartPos + hit.nWordLen <= nLen);
-        PDAT_FUZZ_CHECK(hit.nHandle >= 0 && hit.nHandle < nCount);
+        FUZZ_CHECK(hit.iStartPos >= 0 && hit.nWordLen >= 1 && hit.iStartPos + hit.nWordLen <= nLen);
+        FUZZ_CHECK(hit.nHandle >= 0 && hit.nHandle < nCount);
     }
     int nHandle = -2;
     bool bSpace = false;
     int nMax = dict.GetMaxWord(sText.c_str(), &nHandle, &bSpace);
-    PDAT_FUZZ_CHECK(nMax >= 0 && nMax <= nLen && nHandle >= -1 && nHandle < nCount);
+    FUZZ_CHECK(nMax >= 0 && nMax <= nLen && nHandle >= -1 && nHandle < nCount);
     unsigned int* pHandles = nullptr;
     unsigned int* pLengths = nullptr;
     unsigned int nCap = 0, nWords = 0;
     int nLongest = dict.GetWords(sText.c_str(), &pHandles, &pLengths, &nCap, &nWords, 0);
-    PDAT_FUZZ_CHECK(nLongest >= 0 && nLongest <= nLen && nWords <= nCap);
-    for (unsigned i = 0; i < nWords; ++i) PDAT_FUZZ_CHECK(static_cast<int>(pLengths[i]) <= nLen);
+    FUZZ_CHECK(nLongest >= 0 && nLongest <= nLen && nWords <= nCap);
+    for (unsigned i = 0; i < nWords; ++i) FUZZ_CHECK(static_cast<int>(pLengths[i]) <= nLen);
     std::free(pHandles);
     std::free(pLengths);
     const char* sSegments = dict.MMSegment(sText.c_str(), nScanMode, '\n');
-    PDAT_FUZZ_CHECK(sSegments != nullptr && std::strlen(sSegments) <= 2 * sText.size());
+    FUZZ_CHECK(sSegments != nullptr && std::strlen(sSegments) <= 2 * sText.size());
     for (const std::string& sWord : vecWords) dict.Find(sWord.c_str());
     for (int nCode = -1; nCode <= 256; ++nCode) dict.Find(nCode);
 
     const std::string sPath = "/tmp/vintrel-pdat-fuzz-" + std::to_string(getpid());
     if (dict.Save((sPath + ".a").c_str()) == 1) {
         CPDAT loaded(0);
-        PDAT_FUZZ_CHECK(loaded.Load((sPath + ".a").c_str()) == 1);
-        PDAT_FUZZ_CHECK(loaded.Save((sPath + ".b").c_str()) == 1);
-        PDAT_FUZZ_CHECK(ReadBytes(sPath + ".a") == ReadBytes(sPath + ".b"));
+        FUZZ_CHECK(loaded.Load((sPath + ".a").c_str()) == 1);
+        FUZZ_CHECK(loaded.Save((sPath + ".b").c_str()) == 1);
+        FUZZ_CHECK(ReadBytes(sPath + ".a") == ReadBytes(sPath + ".b"));
         for (const std::string& sWord : vecWords) {
-            PDAT_FUZZ_CHECK(loaded.Find(sWord.c_str()) == dict.Find(sWord.c_str()));
+            FUZZ_CHECK(loaded.Find(sWord.c_str()) == dict.Find(sWord.c_str()));
         }
         std::remove((sPath + ".b").c_str());
     }

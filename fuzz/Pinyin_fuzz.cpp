@@ -15,37 +15,16 @@
 #include <string>
 #include <vector>
 
+#include "FuzzSupport.h"
 #include "Utility/Pinyin.h"
-#include "Utility/Utility.h"
 
 namespace {
 
-#define PINYIN_FUZZ_CHECK(cond)                                \
-    do {                                                       \
-        if (!(cond)) {                                         \
-            std::fprintf(stderr, "check failed: %s\n", #cond); \
-            std::abort();                                      \
-        }                                                      \
-    } while (0)
-
-struct Scratch {
-    std::string sDir;
-    Scratch() {
-        sDir = (std::filesystem::temp_directory_path() /
-                ("vintrel-fuzz-pinyin-" + std::to_string(getpid())))
-                   .string();
-        std::filesystem::create_directories(sDir + "/fixed");
-        std::filesystem::create_directories(sDir + "/input");
-        g_sLogPath = sDir;  // logs of refused inputs stay in the scratch directory
-    }
-    ~Scratch() {
-        std::error_code ec;
-        std::filesystem::remove_all(sDir, ec);
-    }
-};
-
-const Scratch& GetScratch() {
-    static const Scratch scratch;
+const CFuzzScratch& GetScratch() {
+    static const CFuzzScratch scratch("pinyin");
+    static const bool bDirs = std::filesystem::create_directories(scratch.Dir() + "/fixed") &&
+                              std::filesystem::create_directories(scratch.Dir() + "/input");
+    (void)bDirs;
     return scratch;
 }
 
@@ -61,13 +40,13 @@ bool WriteFile(const std::string& sPath, const std::string& sBytes) {
 const CPinyin& FixedTable() {
     static CPinyin* pPinyin = nullptr;
     if (pPinyin == nullptr) {
-        const std::string sDir = GetScratch().sDir + "/fixed";
+        const std::string sDir = GetScratch().Dir() + "/fixed";
         WriteFile(sDir + "/p.txt",
                   "\xD6\xD0 zhong\n\xB9\xFA guo\n\xB5\xD8 di\n\xB5\xD8 de\n\xC8\xCB ren\n");
         CPinyin builder(sDir.c_str());
         builder.ImportPinyin2Hanzi((sDir + "/p.txt").c_str());
         pPinyin = new CPinyin(sDir.c_str());
-        PINYIN_FUZZ_CHECK(pPinyin->Load() == 1);
+        FUZZ_CHECK(pPinyin->Load() == 1);
     }
     return *pPinyin;
 }
@@ -76,21 +55,21 @@ void CheckConversion(const CPinyin& pinyin, const std::string& sText) {
     std::string sPinyin, sAbbrev;
     std::vector<_TermPositionPair> vecPos;
     const char* s = pinyin.Hanzi2Pinyin(sText.c_str(), sPinyin, sAbbrev, vecPos);
-    PINYIN_FUZZ_CHECK(s == sPinyin.c_str());
-    PINYIN_FUZZ_CHECK(vecPos.size() == sAbbrev.size());
+    FUZZ_CHECK(s == sPinyin.c_str());
+    FUZZ_CHECK(vecPos.size() == sAbbrev.size());
     size_t nNextIn = 0, nNextOut = 0;
     for (size_t i = 0; i < vecPos.size(); ++i) {
         const _TermPositionPair& pair = vecPos[i];
-        PINYIN_FUZZ_CHECK(static_cast<size_t>(pair.second.iStartPos) >= nNextIn);
-        PINYIN_FUZZ_CHECK(pair.second.nWordLen == 1 || pair.second.nWordLen == 2);
-        PINYIN_FUZZ_CHECK(static_cast<size_t>(pair.first.iStartPos) == nNextOut);
-        PINYIN_FUZZ_CHECK(pair.first.nWordLen >= 1);
+        FUZZ_CHECK(static_cast<size_t>(pair.second.iStartPos) >= nNextIn);
+        FUZZ_CHECK(pair.second.nWordLen == 1 || pair.second.nWordLen == 2);
+        FUZZ_CHECK(static_cast<size_t>(pair.first.iStartPos) == nNextOut);
+        FUZZ_CHECK(pair.first.nWordLen >= 1);
         nNextIn = static_cast<size_t>(pair.second.iStartPos) + pair.second.nWordLen;
         nNextOut = static_cast<size_t>(pair.first.iStartPos) + pair.first.nWordLen;
-        PINYIN_FUZZ_CHECK(nNextIn <= sText.size() && nNextOut <= sPinyin.size());
-        PINYIN_FUZZ_CHECK(sAbbrev[i] == sPinyin[static_cast<size_t>(pair.first.iStartPos)]);
+        FUZZ_CHECK(nNextIn <= sText.size() && nNextOut <= sPinyin.size());
+        FUZZ_CHECK(sAbbrev[i] == sPinyin[static_cast<size_t>(pair.first.iStartPos)]);
     }
-    PINYIN_FUZZ_CHECK(nNextOut == sPinyin.size());
+    FUZZ_CHECK(nNextOut == sPinyin.size());
 }
 
 }  // namespace
@@ -111,13 +90,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pData, size_t nSize) {
             break;
         }
         default: {
-            const std::string sDir = GetScratch().sDir + "/input";
+            const std::string sDir = GetScratch().Dir() + "/input";
             if (!WriteFile(sDir + "/p.txt", sRest)) break;
             CPinyin built(sDir.c_str());
             const int nImported = built.ImportPinyin2Hanzi((sDir + "/p.txt").c_str());
             CPinyin loaded(sDir.c_str());
             const int nLoaded = loaded.Load();
-            if (nImported == 1) PINYIN_FUZZ_CHECK(nLoaded == 1);
+            if (nImported == 1) FUZZ_CHECK(nLoaded == 1);
             CheckConversion(built, sText);
             CheckConversion(loaded, sText);
             loaded.ExportHanzi2Pinyin();

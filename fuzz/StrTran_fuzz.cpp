@@ -16,37 +16,13 @@
 #include <string>
 #include <vector>
 
+#include "FuzzSupport.h"
 #include "Utility/StrTran.h"
-#include "Utility/Utility.h"
 
 namespace {
 
-#define STRTRAN_FUZZ_CHECK(cond)                               \
-    do {                                                       \
-        if (!(cond)) {                                         \
-            std::fprintf(stderr, "check failed: %s\n", #cond); \
-            std::abort();                                      \
-        }                                                      \
-    } while (0)
-
-// A scratch directory private to this process, removed at exit.
-struct Scratch {
-    std::string sDir;
-    Scratch() {
-        sDir = (std::filesystem::temp_directory_path() /
-                ("vintrel-fuzz-strtran-" + std::to_string(getpid())))
-                   .string();
-        std::filesystem::create_directories(sDir);
-        g_sLogPath = sDir;  // logs of refused inputs stay in the scratch directory
-    }
-    ~Scratch() {
-        std::error_code ec;
-        std::filesystem::remove_all(sDir, ec);
-    }
-};
-
-const Scratch& GetScratch() {
-    static const Scratch scratch;
+const CFuzzScratch& GetScratch() {
+    static const CFuzzScratch scratch("strtran");
     return scratch;
 }
 
@@ -55,7 +31,7 @@ const CStrTran& FixedTable(bool bDelimited) {
     static CStrTran* pPlain = nullptr;
     static CStrTran* pDelimited = nullptr;
     if (pPlain == nullptr) {
-        const std::string sPrefix = GetScratch().sDir + "/";
+        const std::string sPrefix = GetScratch().Dir() + "/";
         std::vector<map_str> vecPairs = {{"\xB9\xAD\xB3\xA4", "\xD5\xC5"},
                                          {"\xC1\x95", "\xCF\xB0"},
                                          {"\xD1\xD4\xCE\xE7", ""},
@@ -64,7 +40,7 @@ const CStrTran& FixedTable(bool bDelimited) {
         pPlain = new CStrTran(sPrefix.c_str(), "fx", "fz", "");
         pPlain->Import(vecPairs);
         pDelimited = new CStrTran(sPrefix.c_str(), "fx", "fz", "|");
-        STRTRAN_FUZZ_CHECK(pDelimited->Load());
+        FUZZ_CHECK(pDelimited->Load());
     }
     return bDelimited ? *pDelimited : *pPlain;
 }
@@ -74,24 +50,24 @@ void CheckTranslation(const CStrTran& tran, const std::string& sText) {
     std::vector<_TermPositionPair> vecPos;
     const char* s = tran.Src2Dsn(sText.c_str(), sResult, vecPos);
     if (s == nullptr) {
-        STRTRAN_FUZZ_CHECK(sResult.empty() && vecPos.empty());
+        FUZZ_CHECK(sResult.empty() && vecPos.empty());
         return;
     }
-    STRTRAN_FUZZ_CHECK(s == sResult.c_str());
+    FUZZ_CHECK(s == sResult.c_str());
     const size_t nIn = std::strlen(sText.c_str());
     int nLastIn = -1, nLastOut = -1;
     for (const _TermPositionPair& pair : vecPos) {
-        STRTRAN_FUZZ_CHECK(pair.second.iStartPos > nLastIn && pair.second.nWordLen > 0);
-        STRTRAN_FUZZ_CHECK(static_cast<size_t>(pair.second.iStartPos) + pair.second.nWordLen <=
+        FUZZ_CHECK(pair.second.iStartPos > nLastIn && pair.second.nWordLen > 0);
+        FUZZ_CHECK(static_cast<size_t>(pair.second.iStartPos) + pair.second.nWordLen <=
                            nIn);
-        STRTRAN_FUZZ_CHECK(pair.first.iStartPos >= nLastOut && pair.first.nWordLen >= 0);
-        STRTRAN_FUZZ_CHECK(static_cast<size_t>(pair.first.iStartPos) + pair.first.nWordLen <=
+        FUZZ_CHECK(pair.first.iStartPos >= nLastOut && pair.first.nWordLen >= 0);
+        FUZZ_CHECK(static_cast<size_t>(pair.first.iStartPos) + pair.first.nWordLen <=
                            sResult.size());
         nLastIn = pair.second.iStartPos;
         nLastOut = pair.first.iStartPos;
     }
     std::string sPlain;
-    STRTRAN_FUZZ_CHECK(tran.Src2Dsn(sText.c_str(), sPlain) != nullptr && sPlain == sResult);
+    FUZZ_CHECK(tran.Src2Dsn(sText.c_str(), sPlain) != nullptr && sPlain == sResult);
 }
 
 }  // namespace
@@ -106,7 +82,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pData, size_t nSize) {
         return 0;
     }
     // The input as a text table.
-    const std::string sPrefix = GetScratch().sDir + "/";
+    const std::string sPrefix = GetScratch().Dir() + "/";
     const std::string sTable = sPrefix + "table.txt";
     FILE* fp = std::fopen(sTable.c_str(), "wb");
     if (fp == nullptr) return 0;
@@ -115,10 +91,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pData, size_t nSize) {
     CStrTran built(sPrefix.c_str(), "tx", "tz", "");
     const int nPairs = built.Import(sTable.c_str());
     CStrTran loaded(sPrefix.c_str(), "tx", "tz", "");
-    STRTRAN_FUZZ_CHECK(loaded.Load());
+    FUZZ_CHECK(loaded.Load());
     std::vector<map_str> vecBuilt, vecLoaded;
-    STRTRAN_FUZZ_CHECK(built.Export(vecBuilt) == loaded.Export(vecLoaded));
-    STRTRAN_FUZZ_CHECK(static_cast<int>(vecLoaded.size()) <= nPairs);
+    FUZZ_CHECK(built.Export(vecBuilt) == loaded.Export(vecLoaded));
+    FUZZ_CHECK(static_cast<int>(vecLoaded.size()) <= nPairs);
     CheckTranslation(loaded, sText);
     CheckTranslation(loaded, "\xB9\xAD\xB3\xA4 ab\r\n^^x^^ \xB5");
     for (int nID = -1; nID < 8; ++nID) loaded.SrcID2Dsn(nID);

@@ -12,17 +12,10 @@
 #include <memory>
 #include <string>
 
+#include "FuzzSupport.h"
 #include "Utility/TextClean.h"
 
 namespace {
-
-#define TEXTCLEAN_FUZZ_CHECK(cond)                             \
-    do {                                                       \
-        if (!(cond)) {                                         \
-            std::fprintf(stderr, "check failed: %s\n", #cond); \
-            std::abort();                                      \
-        }                                                      \
-    } while (0)
 
 void CheckHtmlToText(const char* pData, size_t nLen) {
     // Exact sizes, so that a sanitizer sees any access outside the documented buffers.
@@ -30,13 +23,13 @@ void CheckHtmlToText(const char* pData, size_t nLen) {
     if (nLen > 0) std::memcpy(pIn.get(), pData, nLen);
     size_t nOut = 0;
     vHtmlToText(pIn.get(), nLen, pOut.get(), nOut);
-    TEXTCLEAN_FUZZ_CHECK(nOut <= nLen && pOut[nOut] == '\0');
+    FUZZ_CHECK(nOut <= nLen && pOut[nOut] == '\0');
 
     std::unique_ptr<char[]> pSame(new char[nLen + 1]);
     if (nLen > 0) std::memcpy(pSame.get(), pData, nLen);
     size_t nSame = 0;
     vHtmlToText(pSame.get(), nLen, pSame.get(), nSame);
-    TEXTCLEAN_FUZZ_CHECK(nSame == nOut && std::memcmp(pSame.get(), pOut.get(), nOut) == 0);
+    FUZZ_CHECK(nSame == nOut && std::memcmp(pSame.get(), pOut.get(), nOut) == 0);
 }
 
 void CheckNormalization(const char* pData, size_t nLen, bool bQuery) {
@@ -45,24 +38,24 @@ void CheckNormalization(const char* pData, size_t nLen, bool bQuery) {
     if (nLen > 0) std::memcpy(pLine.get(), pData, nLen);
     const int nNew = str_normalization(pLine.get(), n, bQuery);
     if (nLen == 0) {  // nothing to do and nothing written
-        TEXTCLEAN_FUZZ_CHECK(nNew == 0);
+        FUZZ_CHECK(nNew == 0);
         return;
     }
-    TEXTCLEAN_FUZZ_CHECK(nNew > 0 && nNew <= n && pLine[nNew] == '\0');
+    FUZZ_CHECK(nNew > 0 && nNew <= n && pLine[nNew] == '\0');
 
     // A normalised text is its own normalisation: every character becomes itself or an ASCII byte,
     // so a second pass sees the same character boundaries.
     const std::string sOnce(pLine.get(), nNew);
     std::unique_ptr<char[]> pAgain(new char[nNew + 1]);
     std::memcpy(pAgain.get(), sOnce.data(), nNew);
-    TEXTCLEAN_FUZZ_CHECK(str_normalization(pAgain.get(), nNew, bQuery) == nNew);
-    TEXTCLEAN_FUZZ_CHECK(std::memcmp(pAgain.get(), sOnce.data(), nNew) == 0);
+    FUZZ_CHECK(str_normalization(pAgain.get(), nNew, bQuery) == nNew);
+    FUZZ_CHECK(std::memcmp(pAgain.get(), sOnce.data(), nNew) == 0);
 
     if (!bQuery) {
         std::unique_ptr<char[]> pName(new char[nLen + 1]);
         std::memcpy(pName.get(), pData, nLen);
-        TEXTCLEAN_FUZZ_CHECK(zipname_normalization(pName.get(), n) == nNew);
-        TEXTCLEAN_FUZZ_CHECK(std::memcmp(pName.get(), sOnce.data(), nNew) == 0);
+        FUZZ_CHECK(zipname_normalization(pName.get(), n) == nNew);
+        FUZZ_CHECK(std::memcmp(pName.get(), sOnce.data(), nNew) == 0);
     }
 }
 
