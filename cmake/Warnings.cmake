@@ -1,6 +1,9 @@
 # Warnings applied to every target of the project.
 function(vintrel_set_warnings target)
-    target_compile_options(${target} PRIVATE -Wall -Wextra -Wshadow=local -Wno-unused-parameter)
+    target_compile_options(${target} PRIVATE -Wall -Wextra -Wno-unused-parameter)
+    if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+        target_compile_options(${target} PRIVATE -Wshadow=local)
+    endif()
     if(VINTREL_WERROR)
         target_compile_options(${target} PRIVATE -Werror)
     endif()
