@@ -35,6 +35,32 @@
 // engine would see as several tokens, is marked and split the same way at conversion time. The
 // output is byte for byte that of the literal engine; the tests compare the two on random texts.
 //
+// Units taken one by one. The GBK dictionary also holds phrases (for the traditional-character
+// tables), so most characters begin some longer word and the walk above takes several steps per
+// character. Yet where every phrase converts to the conversions of its characters in a row, the
+// longest match does not change the output. Units: an ASCII byte, or a byte of 0x80 or above with
+// the byte after it. A unit is good when the segmentation reaches it as a word whose lookup is
+// converted or unconverted (not missing, no tab), and every longer word beginning with it splits
+// into units (no lone lead byte at its end) that are all good words, whose outputs in a row give
+// the word's output, all wrapped in markers or none (towards GBK an unconverted non-ASCII unit is
+// wrapped, and adjacent wrapped tokens share their markers, so a wrapped word equals wrapped units
+// in a row; a word "^^" is never good, as it changes how the next token is wrapped). This is a
+// greatest fixed point: every unit starts good when its own lookup qualifies, and a word that
+// breaks the rule makes its first unit bad, which may make other words' first units bad in turn.
+//
+// Why the output stays the same: say a good unit c starts at offset j. The longest word at j
+// begins with c (c is a word the walk reaches), and splits into good units c, c2, ..., ck with
+// output out(c) out(c2) ... out(ck). By induction from the end of the piece, the output of the
+// literal engine from the offset of c2 is out(c2) ... out(ck) followed by its output after the
+// word, so from j it is out(c) followed by the output from j + |c|. The markers fold per token
+// (a wrapped token directly after a wrapped one takes back the closing marker), which is the same
+// for a word and its units in a row. Hence a good two-byte unit is converted by one read of a table
+// of 32,768 entries (lead byte 0x80 to 0xFF by trail byte) holding its output (up to 7 bytes) and
+// whether it is wrapped, and the text goes on right after it; every other offset takes the walk.
+// With the shipped tables, towards UTF-8 every GBK character qualifies (the phrases convert as
+// their characters in a row); towards BIG5 and GBKA the characters that begin a phrase converted
+// otherwise keep the walk.
+//
 // The direct engine also cuts the lines itself (CLineCutter) instead of copying the text for
 // StrLine: the same pieces, found by remembering the next CR, LF and "^^" (every search starts at
 // or after the previous one), so a text is read a bounded number of times however many lines and
@@ -50,6 +76,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "Utility/IDMaps.h"
@@ -354,12 +381,36 @@ struct CCodeTran::CDirectTable {
     Entry aByteEntry[256];                  // the lookup of each one-byte token
     std::string sPool;                      // converted texts, each followed by COutput::PAD NULs
 
+    // A two-byte unit (lead byte 0x80 or above) that is converted on its own, without the trie:
+    // its output text (at most 7 bytes, NUL-padded) and nInfo, the text's length, plus 0x80 when
+    // the unit passes unconverted and is wrapped in markers. nInfo 0: the unit takes the trie.
+    struct CharEntry {
+        char sText[7];
+        uint8_t nInfo;
+    };
+    static_assert(sizeof(CharEntry) == COutput::PAD, "an entry is copied PAD bytes at a time");
+    bool bToCode = false;
+    std::vector<CharEntry> vecChars;  // by (lead - 0x80) * 256 + trail; empty if no unit qualifies
+    int nCharUnits = 0;               // the units of vecChars with nInfo != 0
+    bool abCharLead[256] = {};        // lead bytes of the units of vecChars with nInfo != 0
+
     // Build: false when the dictionary is not in byte mode (the literal engine is used then).
-    bool Build(const CPDAT* pSrcDict, const CIDMaps* pSrcMap, const CWordList* pDsnList);
+    bool Build(const CPDAT* pSrcDict, const CIDMaps* pSrcMap, const CWordList* pDsnList,
+               bool bDirToCode);
     // ConvertPiece: the tokens of one piece into the sink.
     void ConvertPiece(const unsigned char* s, size_t nLen, CTokenSink& sink) const;
 
 private:
+    // BuildCharTable: fills vecChars from the words of the dictionary (vecWords: each word of two
+    // or more bytes with its cell); see "Units taken one by one" above.
+    void BuildCharTable(const std::vector<std::pair<std::string, int64_t>>& vecWords);
+    // UnitEntry: the entry of the word cell that the segmentation reaches with the bytes p[0..n),
+    // or null when it does not reach a word there or the word's lookup is neither converted nor
+    // unconverted.
+    const Entry* UnitEntry(const unsigned char* p, size_t n) const;
+    // Output: what a token with entry e adds to a piece: its text into *pText; true when it is
+    // wrapped in markers (unconverted, towards GBK, first byte 0x80 or above).
+    bool Output(const Entry& e, const unsigned char* p, size_t n, std::string* pText) const;
     Entry MakeEntry(const char* sToken, size_t nLen) {
         Entry entry;
         entry.bMarker = IsMarker(sToken, nLen);
@@ -407,8 +458,9 @@ private:
 };
 
 bool CCodeTran::CDirectTable::Build(const CPDAT* pSrcDict, const CIDMaps* pSrcMap,
-                                    const CWordList* pDsnList) {
+                                    const CWordList* pDsnList, bool bDirToCode) {
     if (pSrcDict == nullptr || pSrcDict->GetMode() != 1) return false;
+    bToCode = bDirToCode;
     pDict = pSrcDict;
     pMap = pSrcMap;
     pList = pDsnList;
@@ -447,6 +499,7 @@ bool CCodeTran::CDirectTable::Build(const CPDAT* pSrcDict, const CIDMaps* pSrcMa
     };
     pushChildren(-2, 0, 0);
     std::string sPath;  // the path of the cell being visited
+    std::vector<std::pair<std::string, int64_t>> vecWords;  // the words of two bytes or more
     while (!vecStack.empty()) {
         Frame frame = vecStack.back();
         vecStack.pop_back();
@@ -455,17 +508,165 @@ bool CCodeTran::CDirectTable::Build(const CPDAT* pSrcDict, const CIDMaps* pSrcMa
         const CPDAT::state& st = pStates[frame.nCell];
         if (IsWordEnd(st)) {
             vecCells[static_cast<size_t>(frame.nCell)] = MakeEntry(sPath.data(), sPath.size());
+            if (sPath.size() >= 2) vecWords.emplace_back(sPath, frame.nCell);
             if (st.base == -frame.nCell) continue;
         }
         pushChildren(frame.nCell, st.base, frame.nDepth);
     }
+    BuildCharTable(vecWords);
     return true;
+}
+
+const CCodeTran::CDirectTable::Entry* CCodeTran::CDirectTable::UnitEntry(const unsigned char* p,
+                                                                         size_t n) const {
+    if (pStates == nullptr) return nullptr;
+    int64_t nBase = 0, nPrev = -2;
+    for (size_t i = 0; i < n; ++i) {
+        int nRank = anRank[p[i]];
+        if (nRank < 0) return nullptr;
+        int64_t q = (nBase < 0 ? -nBase : nBase) + nRank;
+        if (q > nBound || pStates[q].check != nPrev) return nullptr;
+        // A word without children ends the segmentation's walk.
+        if (i + 1 < n && IsWordEnd(pStates[q]) && pStates[q].base == -q) return nullptr;
+        nPrev = q;
+        nBase = pStates[q].base;
+    }
+    if (nPrev < 0 || !IsWordEnd(pStates[nPrev])) return nullptr;
+    const Entry& e = vecCells[static_cast<size_t>(nPrev)];
+    if (e.eKind != ETokenKind::kConverted && e.eKind != ETokenKind::kUnconverted) return nullptr;
+    return &e;
+}
+
+bool CCodeTran::CDirectTable::Output(const Entry& e, const unsigned char* p, size_t n,
+                                     std::string* pText) const {
+    if (e.eKind == ETokenKind::kConverted) {
+        pText->append(e.nLen <= COutput::PAD ? e.sText : sPool.data() + e.nOffset, e.nLen);
+        return false;
+    }
+    pText->append(reinterpret_cast<const char*>(p), n);
+    return !bToCode && p[0] >= 0x80;
+}
+
+void CCodeTran::CDirectTable::BuildCharTable(
+    const std::vector<std::pair<std::string, int64_t>>& vecWords) {
+    // Units: an ASCII byte b is unit b; a lead byte a (0x80 or above) with the byte b after it is
+    // unit 128 + (a - 0x80) * 256 + b.
+    constexpr size_t ASCII_UNITS = 128, UNIT_COUNT = ASCII_UNITS + 128 * 256;
+    auto unitIndex = [](const unsigned char* p) -> size_t {
+        return p[0] < 0x80 ? p[0] : ASCII_UNITS + (static_cast<size_t>(p[0] - 0x80) << 8) + p[1];
+    };
+    std::vector<char> vecGood(UNIT_COUNT, 0);
+    for (size_t u = 0; u < UNIT_COUNT; ++u) {
+        unsigned char ab[2];
+        size_t n = 1;
+        if (u < ASCII_UNITS) {
+            ab[0] = static_cast<unsigned char>(u);
+        } else {
+            ab[0] = static_cast<unsigned char>(0x80 + ((u - ASCII_UNITS) >> 8));
+            ab[1] = static_cast<unsigned char>((u - ASCII_UNITS) & 0xFF);
+            n = 2;
+        }
+        vecGood[u] = UnitEntry(ab, n) != nullptr;
+    }
+
+    // A word of several units whose output is the units' outputs in a row (all wrapped or none)
+    // needs its later units to be good for its first to stay good; any other word makes its first
+    // unit bad outright.
+    struct Dependency {
+        size_t nFirst;
+        std::vector<size_t> vecRest;
+    };
+    std::vector<Dependency> vecDeps;
+    std::string sWordText, sUnitsText;
+    for (const auto& word : vecWords) {
+        const unsigned char* w = reinterpret_cast<const unsigned char*>(word.first.data());
+        size_t n = word.first.size();
+        if (w[0] >= 0x80 && n == 2) continue;  // one unit: its own entry decides
+        Dependency dep;
+        dep.nFirst = unitIndex(w);
+        const Entry& eWord = vecCells[static_cast<size_t>(word.second)];
+        bool bOk = (eWord.eKind == ETokenKind::kConverted ||
+                    eWord.eKind == ETokenKind::kUnconverted) &&
+                   !eWord.bMarker;
+        bool bWrap = false;
+        if (bOk) {
+            sWordText.clear();
+            bWrap = Output(eWord, w, n, &sWordText);
+        }
+        sUnitsText.clear();
+        for (size_t i = 0; bOk && i < n;) {
+            size_t nUnit = w[i] >= 0x80 ? 2 : 1;
+            if (i + nUnit > n) {
+                bOk = false;  // ends with a lone lead byte
+                break;
+            }
+            const Entry* pUnit = UnitEntry(w + i, nUnit);
+            bOk = pUnit != nullptr && Output(*pUnit, w + i, nUnit, &sUnitsText) == bWrap;
+            if (i > 0) dep.vecRest.push_back(unitIndex(w + i));
+            i += nUnit;
+        }
+        if (bOk && sUnitsText == sWordText) {
+            vecDeps.push_back(std::move(dep));
+        } else {
+            vecGood[dep.nFirst] = 0;
+        }
+    }
+    for (bool bChanged = true; bChanged;) {
+        bChanged = false;
+        for (const Dependency& dep : vecDeps) {
+            if (!vecGood[dep.nFirst]) continue;
+            for (size_t u : dep.vecRest) {
+                if (!vecGood[u]) {
+                    vecGood[dep.nFirst] = 0;
+                    bChanged = true;
+                    break;
+                }
+            }
+        }
+    }
+
+    std::vector<CharEntry> vecTable(128 * 256, CharEntry{{}, 0});
+    int nCount = 0;
+    std::string sText;
+    for (size_t u = ASCII_UNITS; u < UNIT_COUNT; ++u) {
+        if (!vecGood[u]) continue;
+        unsigned char ab[2] = {static_cast<unsigned char>(0x80 + ((u - ASCII_UNITS) >> 8)),
+                               static_cast<unsigned char>((u - ASCII_UNITS) & 0xFF)};
+        sText.clear();
+        bool bWrap = Output(*UnitEntry(ab, 2), ab, 2, &sText);
+        if (sText.empty() || sText.size() > sizeof(vecTable[0].sText)) continue;  // the trie's
+        CharEntry& ch = vecTable[u - ASCII_UNITS];
+        std::memcpy(ch.sText, sText.data(), sText.size());
+        ch.nInfo = static_cast<uint8_t>(sText.size() | (bWrap ? 0x80 : 0));
+        abCharLead[ab[0]] = true;
+        ++nCount;
+    }
+    if (nCount > 0) {
+        vecChars.swap(vecTable);
+        nCharUnits = nCount;
+    }
 }
 
 void CCodeTran::CDirectTable::ConvertPiece(const unsigned char* s, size_t nLen,
                                            CTokenSink& sink) const {
+    const CharEntry* pChars = vecChars.data();  // read only under abCharLead (then not empty)
     size_t nStart = 0;
     while (nStart < nLen) {
+        // A unit converted on its own: its output is what the longest match would give.
+        if (abCharLead[s[nStart]] && nStart + 1 < nLen) {
+            size_t nIndex = (static_cast<size_t>(s[nStart] - 0x80) << 8) | s[nStart + 1];
+            const CharEntry& ch = pChars[nIndex];
+            if (ch.nInfo != 0) {
+                if ((ch.nInfo & 0x80) != 0) {
+                    sink.Unconverted(reinterpret_cast<const char*>(s + nStart), 2);
+                } else {
+                    // The entry is PAD bytes: the text and its length byte after it.
+                    sink.Converted(reinterpret_cast<const char*>(&ch), ch.nInfo, false);
+                }
+                nStart += 2;
+                continue;
+            }
+        }
         // The longest word at nStart, step by step as the dictionary's segmentation takes it.
         size_t nBest = 0;
         int64_t nBestCell = -1;
@@ -575,13 +776,18 @@ void CCodeTran::BuildDirectTables() {
         return;
     }
     std::unique_ptr<CDirectTable> pToGBK(new CDirectTable());
-    if (pToGBK->Build(m_pCodeDict.get(), m_pCode2GBKMap.get(), m_pGBKWordList.get())) {
+    if (pToGBK->Build(m_pCodeDict.get(), m_pCode2GBKMap.get(), m_pGBKWordList.get(), false)) {
         m_pToGBKDirect = std::move(pToGBK);
     }
     std::unique_ptr<CDirectTable> pToCode(new CDirectTable());
-    if (pToCode->Build(m_pGBKSrcDict.get(), m_pGBK2CodeMap.get(), m_pCodeWordList.get())) {
+    if (pToCode->Build(m_pGBKSrcDict.get(), m_pGBK2CodeMap.get(), m_pCodeWordList.get(), true)) {
         m_pToCodeDirect = std::move(pToCode);
     }
+}
+
+int CCodeTran::GetCharUnitCount(bool toCode) const {
+    const CDirectTable* pDirect = toCode ? m_pToCodeDirect.get() : m_pToGBKDirect.get();
+    return pDirect != nullptr ? pDirect->nCharUnits : 0;
 }
 
 // ---------------------------------------------------------------------------------------------------------

@@ -77,6 +77,11 @@ public:
     const char* CodeTransPlain(const char* text, std::string& result, CPDAT* pSrcDict,
                                CIDMaps* pMap, CWordList* pDsnList, bool toCode) const;
 
+    // GetCharUnitCount: how many two-byte units (lead byte 0x80 or above) the direction (toCode:
+    // GBKToCode, else CodeToGBK) converts one by one without walking the trie; 0 when it has no
+    // direct table or no unit qualifies.
+    int GetCharUnitCount(bool toCode) const;
+
 private:
     // The precomputed conversion of one direction (see CodeTran.cpp).
     struct CDirectTable;
