@@ -26,7 +26,7 @@ namespace {
 using vt_test::G;
 
 const std::string DATA_DIR = std::string(VINTREL_BUILD_DIR) + "/data";
-const std::string SOURCE_DIR = std::string(VINTREL_TEST_DATA_DIR) + "/../../data/encoding";
+const std::string SOURCE_DIR = std::string(VINTREL_SOURCE_DIR) + "/data/encoding";
 const std::string CITYU_TEXT =
     std::string(VINTREL_SHARED_DIR) + "/benchmarks/sighan2005/cityu_test.txt";
 
