@@ -1,5 +1,6 @@
 // QMTEncript.cpp: the repeating-key XOR scrambler.
 #include "Encript/QMTEncript.h"
+#include "Utility/Utility.h"
 
 #include <algorithm>
 #include <cstring>
@@ -7,14 +8,6 @@
 #include <vector>
 
 namespace {
-
-// Closes a FILE* on scope exit.
-struct FileCloser {
-    void operator()(FILE* fp) const {
-        if (fp != nullptr) fclose(fp);
-    }
-};
-using FilePtr = std::unique_ptr<FILE, FileCloser>;
 
 // WriteAll: true when all nSize bytes reached the file.
 bool WriteAll(FILE* fp, const char* pData, size_t nSize) {

@@ -40,13 +40,6 @@
 
 namespace {
 
-struct FileCloser {
-    void operator()(FILE* fp) const {
-        if (fp != nullptr) std::fclose(fp);
-    }
-};
-using FilePtr = std::unique_ptr<FILE, FileCloser>;
-
 constexpr int INITIAL_PAIRS = 10240;
 constexpr int PAIR_GROWTH = 10000;
 constexpr int LINE_BUFFER_SIZE = 1024;
@@ -329,11 +322,7 @@ int CIDMaps::Save(const char* sFilename) const {
         vecOut.push_back(index.start);
         vecOut.push_back(index.end);
     }
-    FILE* fp = std::fopen(sFilename, "wb");
-    if (fp == nullptr) return 0;
-    bool bOk = std::fwrite(vecOut.data(), sizeof(int32_t), vecOut.size(), fp) == vecOut.size();
-    bOk = (std::fclose(fp) == 0) && bOk;
-    return bOk ? 1 : 0;
+    return WriteInt32File(sFilename, vecOut);
 }
 
 int CIDMaps::Load(const char* sFilename) {

@@ -26,13 +26,6 @@ constexpr size_t LINE_BUFFER_SIZE = 1024;
 constexpr size_t RECORD_BYTES = 8;  // uint8 id, 3 padding bytes, int32 freq
 constexpr size_t INDEX_BYTES = 8;   // int32 start, int32 count
 
-struct FileCloser {
-    void operator()(FILE* fp) const {
-        if (fp != nullptr) fclose(fp);
-    }
-};
-using FilePtr = std::unique_ptr<FILE, FileCloser>;
-
 // PutInt32: stores nValue little-endian at p and returns the byte after it.
 unsigned char* PutInt32(unsigned char* p, int32_t nValue) {
     const uint32_t u = static_cast<uint32_t>(nValue);

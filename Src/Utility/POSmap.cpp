@@ -1,5 +1,6 @@
 // POSmap.cpp: CPOSmap, class names by id.
 #include "Utility/POSmap.h"
+#include "Utility/Utility.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -7,13 +8,6 @@
 #include <memory>
 
 namespace {
-
-struct FileCloser {
-    void operator()(FILE* fp) const {
-        if (fp != nullptr) fclose(fp);
-    }
-};
-using FilePtr = std::unique_ptr<FILE, FileCloser>;
 
 bool IsBlank(char c) {
     return c == ' ' || c == '\t' || c == '\r' || c == '\n' || c == '\v' || c == '\f';

@@ -35,13 +35,6 @@ constexpr char HANZI_WORDLIST[] = "hanzi.wordlist";
 constexpr char HANZI2PINYIN_MAP[] = "hanzi2pinyin.map";
 constexpr char HANZI2PINYIN_TXT[] = "hanzi2pinyin.txt";
 
-struct FileCloser {
-    void operator()(FILE* fp) const {
-        if (fp != nullptr) std::fclose(fp);
-    }
-};
-using FilePtr = std::unique_ptr<FILE, FileCloser>;
-
 bool IsAsciiLetter(unsigned char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
 
 // IsWordBoundary: whether a byte next to a pinyin hit lets it stand alone.

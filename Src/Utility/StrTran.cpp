@@ -57,13 +57,6 @@ struct SegmentBuffers {
     }
 };
 
-struct FileCloser {
-    void operator()(FILE* fp) const {
-        if (fp != nullptr) std::fclose(fp);
-    }
-};
-using FilePtr = std::unique_ptr<FILE, FileCloser>;
-
 // Thrown inside the translation when it cannot go on (no memory, or offsets that would pass
 // INT_MAX).
 struct GiveUp {};

@@ -39,11 +39,6 @@ constexpr int BROKEN_LINK = -2;
 // A UTF-8 byte-order mark, skipped at the start of an imported line.
 constexpr char UTF8_BOM[] = "\xEF\xBB\xBF";
 
-struct FileCloser {
-    void operator()(FILE* fp) const { fclose(fp); }
-};
-using FilePtr = std::unique_ptr<FILE, FileCloser>;
-
 // IsBlank: the white space that separates tokens (as isspace in the C locale).
 bool IsBlank(char c) {
     return c == ' ' || c == '\t' || c == '\n' || c == '\v' || c == '\f' || c == '\r';

@@ -4,6 +4,7 @@
 // m_nBound + 1 counts (int32) for handles 0..m_nBound; the last count is never read by the lookups.
 // Load accepts a file only when its length is exactly what its bound announces.
 #include "Utility/Unigram.h"
+#include "Utility/Utility.h"
 
 #include <algorithm>
 #include <climits>
@@ -17,13 +18,6 @@
 #include "Utility/PDAT.h"
 
 namespace {
-
-struct FileCloser {
-    void operator()(FILE* fp) const {
-        if (fp != nullptr) std::fclose(fp);
-    }
-};
-using FilePtr = std::unique_ptr<FILE, FileCloser>;
 
 constexpr int LINE_BUFFER_SIZE = 1024;
 constexpr int PROGRESS_EVERY = 100;
@@ -169,11 +163,7 @@ int CUnigram::Save(const char* sFilename) const {
         // A table made by the constructor has no count for handle m_nBound: it is written as 0.
         vecOut.push_back(i < m_pData.size() ? m_pData[i].load(std::memory_order_relaxed) : 0);
     }
-    FILE* fp = std::fopen(sFilename, "wb");
-    if (fp == nullptr) return 0;
-    bool bOk = std::fwrite(vecOut.data(), sizeof(int32_t), vecOut.size(), fp) == vecOut.size();
-    bOk = (std::fclose(fp) == 0) && bOk;
-    return bOk ? 1 : 0;
+    return WriteInt32File(sFilename, vecOut);
 }
 
 int CUnigram::Load(const char* sFilename) {

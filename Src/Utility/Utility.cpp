@@ -582,3 +582,12 @@ bool Not(std::vector<int>& a, std::vector<int>& b) {
     a.resize(nKept);
     return bRemoved;
 }
+
+int WriteInt32File(const char* sFilename, const std::vector<int32_t>& vecValues) {
+    if (sFilename == nullptr) return 0;
+    FILE* fp = std::fopen(sFilename, "wb");
+    if (fp == nullptr) return 0;
+    bool bOk = std::fwrite(vecValues.data(), sizeof(int32_t), vecValues.size(), fp) == vecValues.size();
+    bOk = (std::fclose(fp) == 0) && bOk;
+    return bOk ? 1 : 0;
+}

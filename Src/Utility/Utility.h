@@ -11,6 +11,8 @@
 #define VINTREL_UTILITY_UTILITY_H_
 
 #include <cstddef>
+#include <cstdio>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -49,6 +51,18 @@ const char* GetLastErrorMessage();
 
 // ---------------------------------------------------------------------------------------------------------
 // Files and paths.
+
+// FileCloser/FilePtr: a FILE* owned by a scope, closed when the scope ends.
+struct FileCloser {
+    void operator()(FILE* fp) const {
+        if (fp != nullptr) std::fclose(fp);
+    }
+};
+using FilePtr = std::unique_ptr<FILE, FileCloser>;
+
+// WriteInt32File: replaces sFilename with the values as raw little-endian int32; 1 on success, 0 when
+// the file cannot be opened or written (null path included).
+int WriteInt32File(const char* sFilename, const std::vector<int32_t>& vecValues);
 
 // ReadFile: reads nSize bytes from byte nOffset of sFilename (the whole file when nSize is 0 and
 // bReadAll) through a fresh CReadFile (see Utility/ReadFile.h), so the file is opened, read and

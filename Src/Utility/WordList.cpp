@@ -26,13 +26,6 @@ constexpr char EMPTY_TEXT[] = "";
 
 constexpr size_t LINE_BUFFER_SIZE = 1024;
 
-struct FileCloser {
-    void operator()(FILE* fp) const {
-        if (fp != nullptr) fclose(fp);
-    }
-};
-using FilePtr = std::unique_ptr<FILE, FileCloser>;
-
 bool IsBlank(char c) {
     return c == ' ' || c == '\t' || c == '\r' || c == '\n' || c == '\v' || c == '\f';
 }
