@@ -1,6 +1,7 @@
 # The default data directory: build/data/ holds the binary tables (encoding conversion, look-alike
-# characters, pinyin, character classes) that vintrel-build-data makes from the text sources under
-# data/. Part of every build (target vintrel_data).
+# characters, pinyin, character classes) and, in build/data/Data/, the segmentation engine's data
+# that vintrel-build-data makes from the text sources under data/. Part of every build (target
+# vintrel_data).
 #
 # The tool writes into data.tmp/, which replaces data/ only once it is complete, so an interrupted or
 # failed build never leaves a half-written data directory (at worst none, and the next build makes it).
@@ -16,7 +17,10 @@ set(VINTREL_DATA_FILES
     UTF2GBKA.map
     Xing.pdat Xing.wordlist Zi.pdat Zi.wordlist Xing2Zi.map
     pinyin.pdat pinyin.wordlist hanzi.pdat hanzi.wordlist hanzi2pinyin.map
-    charset.type)
+    charset.type
+    Data/PKU.map Data/PKU_First.map Data/GRAVO_First.map Data/Configure.xml
+    Data/CoreDict.pdat Data/CoreDict.unig Data/CoreDict.pos Data/BiWord.big Data/GRAVO.ctx
+    Data/charset.type Data/nr.role Data/nr.ctx Data/nr.fsa)
 
 if(CMAKE_SCRIPT_MODE_FILE)
     if(VINTREL_DATA_ACTION STREQUAL "build")
@@ -37,8 +41,9 @@ if(CMAKE_SCRIPT_MODE_FILE)
                 message(FATAL_ERROR "build ${run} failed (${rc})")
             endif()
         endforeach()
-        file(GLOB written RELATIVE "${WORK}/a" "${WORK}/a/*")
-        file(GLOB written_b RELATIVE "${WORK}/b" "${WORK}/b/*")
+        # Files only, subdirectories included ("Data/CoreDict.pdat").
+        file(GLOB_RECURSE written RELATIVE "${WORK}/a" "${WORK}/a/*")
+        file(GLOB_RECURSE written_b RELATIVE "${WORK}/b" "${WORK}/b/*")
         list(SORT written)
         list(SORT written_b)
         set(expected ${VINTREL_DATA_FILES})
@@ -81,7 +86,11 @@ set(VINTREL_DATA_SOURCES
     "${PROJECT_SOURCE_DIR}/data/encoding/gbka_t2s_phrases.gbk.txt"
     "${PROJECT_SOURCE_DIR}/data/encoding/gbka_s2t_phrases.gbk.txt"
     "${PROJECT_SOURCE_DIR}/data/xingzi/Xing2Zi.gbk.txt"
-    "${PROJECT_SOURCE_DIR}/data/pinyin/pinyin.gbk.txt")
+    "${PROJECT_SOURCE_DIR}/data/pinyin/pinyin.gbk.txt"
+    "${PROJECT_SOURCE_DIR}/data/segmenter/jieba_dict.gbk.txt"
+    "${PROJECT_SOURCE_DIR}/data/segmenter/hmm_posseg.tsv"
+    "${PROJECT_SOURCE_DIR}/data/segmenter/Configure.xml"
+    "${PROJECT_SOURCE_DIR}/data/segmenter/surnames.txt")
 set(VINTREL_DATA_DIR "${CMAKE_BINARY_DIR}/data")
 list(TRANSFORM VINTREL_DATA_FILES PREPEND "${VINTREL_DATA_DIR}/" OUTPUT_VARIABLE VINTREL_DATA_OUTPUTS)
 

@@ -1,8 +1,10 @@
 // vintrel-build-data: builds the library's default data directory (the binary encoding, look-alike,
-// pinyin and character-class tables) from the text sources committed under data/.
+// pinyin and character-class tables, and the segmentation engine's Data/) from the text sources
+// committed under data/.
 //
 // Usage: vintrel-build-data SOURCE_DIR OUTPUT_DIR
-//   SOURCE_DIR: the data/ folder of the source tree (encoding/, xingzi/, pinyin/)
+//   SOURCE_DIR: the data/ folder of the source tree (encoding/, xingzi/, pinyin/, and segmenter/,
+//               whose absence skips the segmentation engine's Data/)
 //   OUTPUT_DIR: the folder to write; created (with its parents) when missing; files already in it
 //               are replaced
 // Exit status: 0 success, 1 failure (a message on stderr), 2 bad usage.
@@ -71,6 +73,10 @@
 //  28 blank (space, tab, CR, LF, set by the importer, and the ideographic space)
 //   0 everything else (control bytes, unassigned and private-use cells)
 //
+// Segmentation engine ("Data/"): the engine's own data directory OUTPUT_DIR/Data/, from
+// data/segmenter/ (see Segmenter.cpp for its files and their formats). Built last: it reads
+// charset.type back.
+//
 // The same sources always give the same bytes: every table is filled in a fixed order.
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -89,6 +95,7 @@
 #include <utility>
 #include <vector>
 
+#include "Segmenter.h"
 #include "Utility/Charset.h"
 #include "Utility/IDMaps.h"
 #include "Utility/PDAT.h"
@@ -983,7 +990,7 @@ int main(int argc, char** argv) {
     if (argc != 3 || argv[1][0] == '\0' || argv[2][0] == '\0') {
         std::fprintf(stderr,
                      "usage: %s SOURCE_DIR OUTPUT_DIR\n"
-                     "  SOURCE_DIR: the data/ folder with encoding/, xingzi/ and pinyin/\n"
+                     "  SOURCE_DIR: the data/ folder with encoding/, xingzi/, pinyin/ and segmenter/\n"
                      "  OUTPUT_DIR: where the binary tables are written (created when missing)\n",
                      argc > 0 ? argv[0] : "vintrel-build-data");
         return 2;
@@ -1003,6 +1010,18 @@ int main(int argc, char** argv) {
         BuildXingZi(sSourceDir, written);
         BuildPinyin(sSourceDir, written);
         BuildCharset(src, written);
+        // A source tree without segmenter/ (a test's tiny tree) gets no engine data; the full
+        // tree's file list is checked by the build's two-build comparison.
+        struct stat st;
+        std::string sSegmenterDir = sSourceDir + "/segmenter";
+        if (stat(sSegmenterDir.c_str(), &st) == 0 && S_ISDIR(st.st_mode)) {
+            for (const std::string& sName :
+                 BuildSegmenterData(sSourceDir, argv[2], src.mapCodeToGbk)) {
+                written.Check(sName);
+            }
+        } else {
+            std::printf("segmentation engine data: skipped (no %s)\n", sSegmenterDir.c_str());
+        }
         written.Print();
     } catch (const CBuildError& error) {
         std::fflush(stdout);
