@@ -876,6 +876,31 @@ int CPDAT::GetWords(const char* sText, unsigned int** pHandles, unsigned int** p
     return static_cast<int>(nBest);
 }
 
+int CPDAT::PrefixWords(const char* sText, size_t nLen, int* pHandles, int* pLengths, int nMax) const {
+    if (sText == nullptr || pHandles == nullptr || pLengths == nullptr || m_vecData.empty()) return 0;
+    const unsigned char* s = reinterpret_cast<const unsigned char*>(sText);
+    size_t i = 0;
+    int nBase = 0, nPrev = -2, nCount = 0;
+    while (i < nLen && nCount < nMax) {
+        int nCharLen;
+        int nCode = GetCharCode(m_nMode, s, i, nLen, &nCharLen);
+        i += static_cast<size_t>(nCharLen);
+        int nRank = Rank(nCode);
+        if (nRank < 0) break;
+        int p = Step(nBase, nPrev, nRank);
+        if (p < 0) break;
+        const state& st = m_vecData[static_cast<size_t>(p)];
+        nPrev = p;
+        nBase = st.base;
+        if (!IsWordEnd(st)) continue;
+        pHandles[nCount] = st.handle;
+        pLengths[nCount] = static_cast<int>(i);
+        ++nCount;
+        if (st.base == -p) break;
+    }
+    return nCount;
+}
+
 // ---------------------------------------------------------------------------------------------------------
 // Scans.
 

@@ -146,6 +146,11 @@ public:
     int GetWords(const char* sText, unsigned int** pHandles, unsigned int** pLengths, unsigned int* pCap,
                  unsigned int* pCount, int nMinLen) const;
 
+    // PrefixWords: every word that is a prefix of the nLen bytes at sText (no white-space folding),
+    // shortest first, at most nMax of them: handles into pHandles, byte lengths into pLengths. Returns the
+    // number written; 0 for null arguments. Allocates nothing.
+    int PrefixWords(const char* sText, size_t nLen, int* pHandles, int* pLengths, int nMax) const;
+
     // GetTopWordVector: sorts the term frequencies by falling freq, equal ones keeping their order, and
     // returns them (their positions then no longer equal handles).
     std::vector<_stTermFreq>& GetTopWordVector();

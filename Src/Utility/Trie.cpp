@@ -261,6 +261,29 @@ int CTrie::GetMaxWord(const char* sText, int* pHandle) {
     return nMaxLen;
 }
 
+int CTrie::PrefixWords(const char* sText, size_t nLen, int* pLengths, const char** pTags,
+                       int nMax) const {
+    if (sText == nullptr || pLengths == nullptr || m_pDynamicArry->Empty() ||
+        !m_pDynamicArry->ValidateIndex(m_iHeadIndex) || nLen > static_cast<size_t>(INT_MAX)) {
+        return 0;
+    }
+    int nCount = 0;
+    int nPos = 0;
+    int nCur = m_iHeadIndex;
+    while (static_cast<size_t>(nPos) < nLen && nCount < nMax) {
+        unsigned int nCode = GetCharCode(sText, nPos, static_cast<unsigned int>(nLen));
+        nCur = FindChild(nCur, nCode, nullptr);
+        const trie_elem* pElem = nullptr;
+        if (nCur < 0 || !m_pDynamicArry->GetElem(nCur, pElem)) break;
+        if (pElem->handle != -1) {
+            pLengths[nCount] = nPos;
+            if (pTags != nullptr) pTags[nCount] = pElem->sPos;
+            ++nCount;
+        }
+    }
+    return nCount;
+}
+
 int CTrie::GetFreq(const char* sWord, int& nHandle) {
     // Deliberate: a missing word reports handle 0, not -1.
     nHandle = 0;

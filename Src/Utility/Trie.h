@@ -46,6 +46,11 @@ public:
     // of more than MAX_TAG_LEN bytes, an empty word, and (only when the trie is damaged or full) an
     // unusable start node.
     int AddTrie(const char* sLine, bool bWordOnly);
+    // PrefixWords: every live word that is a prefix of the nLen bytes at sText, shortest first, at most
+    // nMax of them: byte lengths into pLengths and, when pTags is not null, the address of each word's
+    // tag (owned by the trie; valid until it next changes) into pTags. Reads only, so it may run
+    // concurrently with the other reading calls. Returns the number written; 0 for null arguments.
+    int PrefixWords(const char* sText, size_t nLen, int* pLengths, const char** pTags, int nMax) const;
     // DelTrie: marks the word deleted; returns its old handle, or -1 when it is absent or already
     // deleted (then nothing changes). The word keeps its node and addition count.
     int DelTrie(const char* sWord);

@@ -591,3 +591,17 @@ int WriteInt32File(const char* sFilename, const std::vector<int32_t>& vecValues)
     bOk = (std::fclose(fp) == 0) && bOk;
     return bOk ? 1 : 0;
 }
+
+bool GetXMLItemValue(const char* sXML, const char* sItem, std::string& sValue) {
+    sValue.clear();
+    if (sXML == nullptr || sItem == nullptr || sItem[0] == '\0') return false;
+    std::string sOpen = std::string("<") + sItem + ">";
+    std::string sClose = std::string("</") + sItem + ">";
+    const char* pOpen = std::strstr(sXML, sOpen.c_str());
+    if (pOpen == nullptr) return false;
+    const char* pValue = pOpen + sOpen.size();
+    const char* pClose = std::strstr(pValue, sClose.c_str());
+    if (pClose == nullptr) return false;
+    sValue.assign(pValue, static_cast<size_t>(pClose - pValue));
+    return true;
+}

@@ -39,6 +39,11 @@ void WriteLog(const std::string& sContent, const char* sFilePath = nullptr, bool
 // WriteError: WriteLog(sContent, sFilePath, true).
 void WriteError(const std::string& sContent, const char* sFilePath = nullptr);
 
+// GetXMLItemValue: the text between the first "<sItem>" and the "</sItem>" after it in sXML,
+// copied unchanged (blanks included) into sValue; false, with sValue empty, when either tag is missing
+// or an argument is null.
+bool GetXMLItemValue(const char* sXML, const char* sItem, std::string& sValue);
+
 // ReportError: stores sMessage as the library's last error text (process-wide; the last writer
 // wins) and passes it to WriteError with a null path.
 void ReportError(const std::string& sMessage);
