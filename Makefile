@@ -5,7 +5,7 @@ CMAKE_ARGS ?=
 DEB_PACKAGES := cmake make g++ binutils python3 googletest libgtest-dev libgmock-dev libbenchmark-dev python3-jieba
 FUZZ_PACKAGES := clang libclang-rt-14-dev
 
-.PHONY: all deps install-packages data-sources build test demo bench asan tsan fuzz format clean
+.PHONY: all deps install-packages data-sources build test demo bench quality asan tsan fuzz format clean
 
 all: build
 
@@ -37,6 +37,11 @@ bench: deps
 	cmake -S . -B build-bench -DCMAKE_BUILD_TYPE=Release -DVINTREL_BUILD_TESTS=OFF -DVINTREL_BUILD_BENCH=ON $(CMAKE_ARGS)
 	cmake --build build-bench -j $(JOBS)
 	@for b in build-bench/bench/*_bench; do echo "== $$b"; $$b $(BENCH_ARGS) || exit 1; done
+	@echo "== segmentation quality (SIGHAN 2005 PKU)"; python3 bench/segment_quality.py build-bench ../shared
+
+# quality: the segmenter's precision, recall, F1 and OOV recall on the SIGHAN 2005 PKU test set.
+quality: build
+	python3 bench/segment_quality.py $(BUILD) ../shared
 
 # asan: AddressSanitizer + UndefinedBehaviorSanitizer over the whole test suite.
 asan: deps

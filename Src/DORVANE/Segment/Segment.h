@@ -1,0 +1,113 @@
+// Segment.h: CSegment, the word lattice over the atoms of a text and the choice of its best path.
+#ifndef VINTREL_DORVANE_SEGMENT_SEGMENT_H_
+#define VINTREL_DORVANE_SEGMENT_SEGMENT_H_
+
+#include <string>
+#include <vector>
+
+#include "DORVANE/Segment/PreProcess.h"
+
+class CBigram;
+class CPDAT;
+class CTrie;
+class CUnigram;
+
+// Where a word of the path came from.
+enum WordSource {
+    WORD_CORE = 0,  // the core dictionary (nHandle is its handle)
+    WORD_FIELD,     // the field dictionary (nHandle is its handle there)
+    WORD_USER,      // a user word (sTag names its tag)
+    WORD_ATOM,      // a number, time, letter string or mark that no dictionary holds
+    WORD_UNKNOWN,   // a character no dictionary holds
+    WORD_PERSON     // part of a recognised person name
+};
+
+// What the pipeline needs most often about a core word, in one place: its cost, its most frequent
+// tag (nTags: how many tags it has; 0 with nTag 255 when none) and its roles in person names.
+struct _stCoreWord {
+    float fCost;          // -log(freq / total), a word never seen counting as seen once
+    unsigned char nTag;
+    unsigned char nTags;
+    unsigned char nRoles; // CORE_ROLE_* bits
+};
+enum : unsigned char {
+    CORE_ROLE_SURNAME = 1,        // a family name
+    CORE_ROLE_GIVEN = 2,          // seen in given names
+    CORE_ROLE_GIVEN_OFTEN = 4,    // seen in given names often enough to make up an unknown name
+    CORE_ROLE_DOUBLE_SURNAME = 8  // a family name of two characters
+};
+
+struct _stWord {
+    int nStart;       // byte offset in the text
+    int nLen;         // bytes
+    int nHandle;      // dictionary handle, -1 when none
+    int nSource;      // WordSource
+    int nAtomType;    // AtomType of its first atom
+    int nAtoms;       // number of atoms it spans
+    int nTag;         // tag id, -1 until tagged
+    const char* sTag; // user words: the tag the user gave (may be null)
+};
+
+// The dictionaries and settings one segmentation reads. Every pointer but pCore may be null.
+struct _stLexicon {
+    const CPDAT* pCore = nullptr;
+    const CUnigram* pUnigram = nullptr;  // core frequencies (for the bigram smoothing)
+    const std::vector<_stCoreWord>* pWords = nullptr;  // per core handle
+    double dLogTotal = 0;                // log of the total core frequency
+    const CBigram* pBigram = nullptr;
+    const CPDAT* pField = nullptr;
+    const CPDAT* pGran = nullptr;        // words that are never taken whole
+    const CTrie* pUser = nullptr;        // user words shared by every call
+    const std::vector<std::string>* pExtra = nullptr;  // user words of this call only
+    bool bUserPrior = false;             // a user word wins wherever it fits
+    int nSentStart = -1;                 // handle of the sentence-start entry (bigram context)
+    int nNumberHandle = -1, nTimeHandle = -1, nLettersHandle = -1;  // unknown atoms' entries
+};
+
+// CSegment chooses, for a text already cut into atoms, the path of words with the lowest cost. A word
+// costs -log(freq / total) of the core frequencies, plus LENGTH_PENALTY per character beyond the
+// second: the dictionary holds many long compounds that running text is better cut into (中央军事委员会
+// is 中央 军事 委员会). Where the bigram table knows a pair, the cost of the second word is smoothed
+// with it. A user word costs as a word of USER_FREQ without the length penalty, so it wins where it
+// forms a natural word and loses where dictionary words cover the text better; with bUserPrior it
+// wins wherever it fits.
+//
+// Threads: one CSegment per thread (it keeps scratch space); the dictionaries are only read.
+class CSegment {
+public:
+    static constexpr double LENGTH_PENALTY = 4.0;
+    static constexpr double USER_FREQ = 16.0;
+    static constexpr double UNKNOWN_FREQ = 1.0;
+    static constexpr int MAX_WORD_BYTES = 64;
+
+    CSegment() = default;
+    CSegment(const CSegment&) = delete;  // scratch space of one thread
+    CSegment& operator=(const CSegment&) = delete;
+
+    // BestPath: the words of the best path over atoms [nFirst, nLast) of sText into vecWords (appended).
+    // With bNoWhole the word spanning the whole range is not a candidate (finer segmentation).
+    void BestPath(const char* sText, const std::vector<_stAtom>& vecAtoms, size_t nFirst, size_t nLast,
+                  const _stLexicon& lex, bool bNoWhole, std::vector<_stWord>& vecWords);
+
+private:
+    struct Edge {
+        int nFrom, nTo;   // atom indexes, relative to the range
+        int nHandle;      // dictionary handle, -1 when none
+        int nSource;      // WordSource
+        double dCost;
+        const char* sTag;
+        double dBest;     // lowest cost of a path ending with this edge
+        int nPrevEdge;    // the edge before it on that path, -1 at the start
+    };
+    void AddEdge(int nFrom, int nTo, int nHandle, int nSource, double dCost, const char* sTag);
+
+    std::vector<Edge> m_vecEdges;
+    std::vector<int> m_vecBadBlanks;  // per atom boundary: blanks before it that no word may hold
+    std::vector<int> m_vecEndAtom;    // byte offset (relative) -> atom index ending there + 1, 0 when none
+    std::vector<int> m_vecEndsAt;     // per atom boundary: first edge ending there (linked list)
+    std::vector<int> m_vecNextEnd;    // per edge: next edge with the same end
+    std::vector<double> m_vecBestAt;  // per boundary: lowest cost of reaching it
+    std::vector<int> m_vecBestEdge;   // per boundary: the last edge of that path
+};
+
+#endif  // VINTREL_DORVANE_SEGMENT_SEGMENT_H_
