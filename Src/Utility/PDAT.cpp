@@ -901,6 +901,34 @@ int CPDAT::PrefixWords(const char* sText, size_t nLen, int* pHandles, int* pLeng
     return nCount;
 }
 
+int CPDAT::Prefetch(const char* sText, size_t nLen, int nDepth) const {
+    int nFirstHandle = -1;
+    if (sText == nullptr || m_vecData.empty()) return nFirstHandle;
+    const unsigned char* s = reinterpret_cast<const unsigned char*>(sText);
+    size_t i = 0;
+    int nBase = 0, nPrev = -2;
+    for (int nStep = 1; nStep <= nDepth && i < nLen; ++nStep) {
+        int nCharLen;
+        int nCode = GetCharCode(m_nMode, s, i, nLen, &nCharLen);
+        i += static_cast<size_t>(nCharLen);
+        int nRank = Rank(nCode);
+        if (nRank < 0) return nFirstHandle;
+        int64_t p = (nBase < 0 ? -static_cast<int64_t>(nBase) : nBase) + nRank;
+        if (p > m_nLowerBound) return nFirstHandle;
+        if (nStep == nDepth) {
+            __builtin_prefetch(&m_vecData[static_cast<size_t>(p)]);
+            return nFirstHandle;
+        }
+        const state& st = m_vecData[static_cast<size_t>(p)];
+        if (st.check != nPrev) return nFirstHandle;
+        if (nStep == 1 && IsWordEnd(st)) nFirstHandle = st.handle;
+        if (st.base == -p) return nFirstHandle;  // the walk ends before that depth
+        nPrev = static_cast<int>(p);
+        nBase = st.base;
+    }
+    return nFirstHandle;
+}
+
 // ---------------------------------------------------------------------------------------------------------
 // Scans.
 

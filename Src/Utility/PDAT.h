@@ -150,6 +150,12 @@ public:
     // shortest first, at most nMax of them: handles into pHandles, byte lengths into pLengths. Returns the
     // number written; 0 for null arguments. Allocates nothing.
     int PrefixWords(const char* sText, size_t nLen, int* pHandles, int* pLengths, int nMax) const;
+    // Prefetch: asks the processor to start fetching the cell that a walk over sText reaches at
+    // character nDepth (1-based), so that a later PrefixWords over the same text waits less for memory.
+    // Reads the cells of the first nDepth - 1 steps; changes nothing. Returns the handle of the word
+    // that the first character makes (-1 when none or nDepth < 2): words that start alike have near
+    // handles, so callers may prefetch their own per-word data too.
+    int Prefetch(const char* sText, size_t nLen, int nDepth) const;
 
     // GetTopWordVector: sorts the term frequencies by falling freq, equal ones keeping their order, and
     // returns them (their positions then no longer equal handles).

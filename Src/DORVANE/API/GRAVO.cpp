@@ -332,13 +332,12 @@ int InitLocked(const char* sInitDirPath, int encode) {
     for (int h = 0; h < nWords; ++h) {
         int nFreq = g_pUnigram->GetFreq(h);
         _stCoreWord& word = g_vecCoreWords[static_cast<size_t>(h)];
-        word.fCost = static_cast<float>(g_dCoreLogTotal - std::log(nFreq > 1 ? nFreq : 1));
+        word.nCost = CSegment::EncodeCost(g_dCoreLogTotal - std::log(nFreq > 1 ? nFreq : 1));
         int nTags = 0;
         const POS_info* pMax = g_pCorePOS != nullptr ? g_pCorePOS->GetMaxPOS(h) : nullptr;
         if (pMax != nullptr) g_pCorePOS->GetPOS(h, &nTags);
         word.nTag = pMax != nullptr ? pMax->POS_id : CPOSmap::NO_CLASS;
-        word.nTags = static_cast<unsigned char>(nTags > 255 ? 255 : nTags);
-        word.nRoles = 0;
+        word.nFlags = nTags > 1 ? CORE_SEVERAL_TAGS : 0;
     }
 
     // Tag maps: the output tag set, then the first-level maps, then the map of the stored ids.
@@ -367,11 +366,11 @@ int InitLocked(const char* sInitDirPath, int encode) {
         // family name; the frequency of role 1 says how often the character was seen in given names.
         for (int h = 0; h < nWords; ++h) {
             _stCoreWord& word = g_vecCoreWords[static_cast<size_t>(h)];
-            if (g_pPersonRole->GetPOSFreq(h, 0) > 0) word.nRoles |= CORE_ROLE_SURNAME;
+            if (g_pPersonRole->GetPOSFreq(h, 0) > 0) word.nFlags |= CORE_ROLE_SURNAME;
             int nGiven = g_pPersonRole->GetPOSFreq(h, 1);
-            if (nGiven > 0) word.nRoles |= CORE_ROLE_GIVEN;
-            if (nGiven >= MIN_GIVEN_FREQ) word.nRoles |= CORE_ROLE_GIVEN_OFTEN;
-            if (g_pPersonRole->GetPOSFreq(h, 2) > 0) word.nRoles |= CORE_ROLE_DOUBLE_SURNAME;
+            if (nGiven > 0) word.nFlags |= CORE_ROLE_GIVEN;
+            if (nGiven >= MIN_GIVEN_FREQ) word.nFlags |= CORE_ROLE_GIVEN_OFTEN;
+            if (g_pPersonRole->GetPOSFreq(h, 2) > 0) word.nFlags |= CORE_ROLE_DOUBLE_SURNAME;
         }
     }
     if (access(Path("KeyBlackList.pdat").c_str(), F_OK) == 0)
@@ -397,8 +396,10 @@ CMainSystem* PipelineOf(const CGRAVO* pInstance) {
     return g_vecGRAVO[nSlot].get();
 }
 
-// Segment: runs one call on a pool pipeline. REQUIRES: g_engineLock held shared and the engine active.
-std::string Segment(const char* sParagraph, int bPOStagged, const std::vector<std::string>* pExtra) {
+// Segment: runs one call on a pool pipeline and hands its text to take (before the pipeline goes back
+// to the pool). REQUIRES: g_engineLock held shared and the engine active.
+template <class F>
+auto Segment(const char* sParagraph, int bPOStagged, const std::vector<std::string>* pExtra, F take) {
     CGRAVO* pInstance = GetActiveInstance();
     CMainSystem* pPipeline;
     {
@@ -406,9 +407,9 @@ std::string Segment(const char* sParagraph, int bPOStagged, const std::vector<st
         pPipeline = PipelineOf(pInstance);
     }
     pPipeline->SetUserDict(g_pUserDict);
-    std::string sResult = pPipeline->Process(sParagraph, bPOStagged != 0, true, pExtra);
+    auto result = take(pPipeline->Process(sParagraph, bPOStagged != 0, true, pExtra));
     ReleaseInstance(pInstance);
-    return sResult;
+    return result;
 }
 
 }  // namespace
@@ -467,15 +468,16 @@ bool GRAVO_Exit() {
 const char* GRAVO_ParagraphProcess(const char* sParagraph, int bPOStagged) {
     std::shared_lock<std::shared_mutex> lock(g_engineLock);
     if (!g_bActive || g_pEngineBuffers == nullptr) return "";
-    std::string sResult = sParagraph != nullptr ? Segment(sParagraph, bPOStagged, nullptr) : std::string();
-    return g_pEngineBuffers->NewText(sResult.data(), sResult.size());
+    if (sParagraph == nullptr) return g_pEngineBuffers->NewText("", 0);
+    return Segment(sParagraph, bPOStagged, nullptr,
+                   [](const std::string& s) { return static_cast<const char*>(g_pEngineBuffers->NewText(s.data(), s.size())); });
 }
 
 std::string GRAVO_ParagraphProcessWords(const char* sParagraph, int bPOStagged,
                                         const std::vector<std::string>& vecWords) {
     std::shared_lock<std::shared_mutex> lock(g_engineLock);
     if (!g_bActive || sParagraph == nullptr) return std::string();
-    return Segment(sParagraph, bPOStagged, &vecWords);
+    return Segment(sParagraph, bPOStagged, &vecWords, [](const std::string& s) { return s; });
 }
 
 int GRAVO_AddUserWord(const char* sWord) {

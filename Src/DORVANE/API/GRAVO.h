@@ -84,7 +84,7 @@ extern CPOSmap** g_ppPOSmap;          // four tag maps: TagSet, "PKU_First.map",
 extern CPOS* g_pPersonRole;
 extern CContextStat* g_pPersonContext;
 extern CFSA* g_pPersonFSA;
-extern std::vector<_stCoreWord> g_vecCoreWords;  // per core handle: cost and most frequent tag
+extern std::vector<_stCoreWord> g_vecCoreWords;  // per core handle: cost, most frequent tag, flags
 extern double g_dCoreLogTotal;            // log of the total core frequency
 extern CMainSystem* g_pGRAVO;         // the primary pipeline
 extern int g_nCopyMemSize;            // initial number of pipeline slots (5)

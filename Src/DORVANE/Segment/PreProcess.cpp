@@ -132,6 +132,13 @@ void CPreProcess::Atomize(const char* sText, size_t nLen, std::vector<_stAtom>& 
     // Pass 1: runs by class.
     size_t i = 0;
     while (i < nLen) {
+        // The common case first: a GB2312 hanzi (lead B0-F7, trail A1-FE) that is no numeral.
+        if (s[i] >= 0xB0 && s[i] <= 0xF7 && i + 1 < nLen && s[i + 1] >= 0xA1 && s[i + 1] != 0xFF &&
+            !IsChineseNumeral(Code(s[i], s[i + 1]))) {
+            vecAtoms.push_back(_stAtom{static_cast<int>(i), 2, ATOM_CHAR});
+            i += 2;
+            continue;
+        }
         CharInfo ch = ReadChar(s, i, nLen, m_pCharset);
         _stAtom atom{static_cast<int>(i), ch.nLen, ATOM_CHAR};
         size_t j = i + static_cast<size_t>(ch.nLen);

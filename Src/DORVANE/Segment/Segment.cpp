@@ -19,10 +19,16 @@
 namespace {
 
 constexpr int MAX_PREFIXES = 32;
+constexpr int PREFETCH_AHEAD = 5;  // atoms
 constexpr double USER_PRIOR_BONUS = 1.0e6;  // per atom of a user word with UserDictPrior
 constexpr double BIGRAM_WEIGHT = 0.9;       // share of the bigram estimate in the smoothed one
 
 }  // namespace
+
+uint16_t CSegment::EncodeCost(double dCost) {
+    double d = std::round(dCost * COST_SCALE);
+    return static_cast<uint16_t>(d < 0 ? 0 : d > 65535 ? 65535 : d);
+}
 
 void CSegment::AddEdge(int nFrom, int nTo, int nHandle, int nSource, double dCost, const char* sTag) {
     Edge e{nFrom, nTo, nHandle, nSource, dCost, sTag, 0, -1};
@@ -53,7 +59,7 @@ void CSegment::BestPath(const char* sText, const std::vector<_stAtom>& vecAtoms,
     const double dUnknownCost = lex.dLogTotal - std::log(UNKNOWN_FREQ);
     auto CoreCost = [&](int nHandle) {
         if (lex.pWords != nullptr && nHandle >= 0 && static_cast<size_t>(nHandle) < lex.pWords->size())
-            return static_cast<double>((*lex.pWords)[static_cast<size_t>(nHandle)].fCost);
+            return (*lex.pWords)[static_cast<size_t>(nHandle)].nCost / COST_SCALE;
         return dUnknownCost;
     };
     auto Penalty = [](int nAtoms) { return nAtoms > 2 ? LENGTH_PENALTY * (nAtoms - 2) : 0.0; };
@@ -69,6 +75,16 @@ void CSegment::BestPath(const char* sText, const std::vector<_stAtom>& vecAtoms,
         const size_t nRest = static_cast<size_t>(nBytes - nOffset);
         const size_t nWindow = nRest < static_cast<size_t>(MAX_WORD_BYTES) ? nRest : MAX_WORD_BYTES;
         bool bWhole = bNoWhole && i == 0;
+        // The walk of a later atom waits for memory: start fetching its second cell a few atoms ahead
+        // (the first cells are few and stay in the cache), and the costs of the words it may find,
+        // which lie near the cost of its first character since words that start alike have near
+        // handles.
+        if (lex.pCore != nullptr && i + PREFETCH_AHEAD < n) {
+            const int nAhead = atoms[i + PREFETCH_AHEAD].nStart - nBase;
+            int nNear = lex.pCore->Prefetch(s + nAhead, static_cast<size_t>(nBytes - nAhead), 2);
+            if (nNear >= 0 && lex.pWords != nullptr && static_cast<size_t>(nNear) < lex.pWords->size())
+                __builtin_prefetch(lex.pWords->data() + nNear);
+        }
         // Every core word starting here (none starts with a blank, a mark or a stray byte).
         int nAtomHandle = -1;
         int nCoreCount = 0;

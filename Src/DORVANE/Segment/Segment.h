@@ -2,6 +2,7 @@
 #ifndef VINTREL_DORVANE_SEGMENT_SEGMENT_H_
 #define VINTREL_DORVANE_SEGMENT_SEGMENT_H_
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -22,19 +23,21 @@ enum WordSource {
     WORD_PERSON     // part of a recognised person name
 };
 
-// What the pipeline needs most often about a core word, in one place: its cost, its most frequent
-// tag (nTags: how many tags it has; 0 with nTag 255 when none) and its roles in person names.
+// What the pipeline needs about a core word, in four bytes so that the table of a large dictionary
+// stays in the processor's cache (the lattice reads it for every candidate word): its cost as a
+// fixed-point number (CSegment::COST_SCALE steps), its most frequent tag (255 when none) and flags.
 struct _stCoreWord {
-    float fCost;          // -log(freq / total), a word never seen counting as seen once
+    uint16_t nCost;
     unsigned char nTag;
-    unsigned char nTags;
-    unsigned char nRoles; // CORE_ROLE_* bits
+    unsigned char nFlags;  // CORE_* bits
 };
+static_assert(sizeof(_stCoreWord) == 4, "four bytes per core word");
 enum : unsigned char {
-    CORE_ROLE_SURNAME = 1,        // a family name
-    CORE_ROLE_GIVEN = 2,          // seen in given names
-    CORE_ROLE_GIVEN_OFTEN = 4,    // seen in given names often enough to make up an unknown name
-    CORE_ROLE_DOUBLE_SURNAME = 8  // a family name of two characters
+    CORE_ROLE_SURNAME = 1,         // a family name
+    CORE_ROLE_GIVEN = 2,           // seen in given names
+    CORE_ROLE_GIVEN_OFTEN = 4,     // seen in given names often enough to make up an unknown name
+    CORE_ROLE_DOUBLE_SURNAME = 8,  // a family name of two characters
+    CORE_SEVERAL_TAGS = 16         // more than one tag: the tagger chooses
 };
 
 struct _stWord {
@@ -52,7 +55,7 @@ struct _stWord {
 struct _stLexicon {
     const CPDAT* pCore = nullptr;
     const CUnigram* pUnigram = nullptr;  // core frequencies (for the bigram smoothing)
-    const std::vector<_stCoreWord>* pWords = nullptr;  // per core handle
+    const std::vector<_stCoreWord>* pWords = nullptr;  // per core handle: cost, tag, flags
     double dLogTotal = 0;                // log of the total core frequency
     const CBigram* pBigram = nullptr;
     const CPDAT* pField = nullptr;
@@ -79,6 +82,9 @@ public:
     static constexpr double USER_FREQ = 16.0;
     static constexpr double UNKNOWN_FREQ = 1.0;
     static constexpr int MAX_WORD_BYTES = 64;
+    // Word costs are kept as 16-bit fixed-point numbers (1/2048 steps, up to 32).
+    static constexpr double COST_SCALE = 2048.0;
+    static uint16_t EncodeCost(double dCost);
 
     CSegment() = default;
     CSegment(const CSegment&) = delete;  // scratch space of one thread

@@ -22,7 +22,7 @@ constexpr int FINER_MIN_BYTES = 7;
 // Roles: the person-name roles of a core word (CORE_ROLE_* bits), 0 for no word.
 int Roles(int nHandle) {
     if (nHandle < 0 || static_cast<size_t>(nHandle) >= g_vecCoreWords.size()) return 0;
-    return g_vecCoreWords[static_cast<size_t>(nHandle)].nRoles;
+    return g_vecCoreWords[static_cast<size_t>(nHandle)].nFlags;
 }
 
 // The handle of the core word that is the nLen bytes at s, or -1.
@@ -61,6 +61,11 @@ CMainSystem::~CMainSystem() = default;
 void CMainSystem::RecognizePersons(const char* sText) {
     if (g_pPersonRole == nullptr) return;
     m_vecScratch.clear();
+    bool bChanged = false;  // words are copied to the scratch list only from the first change on
+    auto Change = [&](size_t i) {
+        if (!bChanged) m_vecScratch.assign(m_vecWords.begin(), m_vecWords.begin() + static_cast<std::ptrdiff_t>(i));
+        bChanged = true;
+    };
     const size_t n = m_vecWords.size();
     for (size_t i = 0; i < n; ++i) {
         const _stWord& w = m_vecWords[i];
@@ -75,6 +80,7 @@ void CMainSystem::RecognizePersons(const char* sText) {
             for (int k = nSurname; bGiven && k < w.nLen; k += 2)
                 bGiven = (Roles(CoreHandle(s + k, 2)) & CORE_ROLE_GIVEN) != 0;
             if (bGiven) {
+                Change(i);
                 m_vecScratch.push_back(Piece(w, 0, nSurname));
                 m_vecScratch.push_back(Piece(w, nSurname, w.nLen - nSurname));
                 continue;
@@ -92,6 +98,7 @@ void CMainSystem::RecognizePersons(const char* sText) {
                 (Roles(m_vecWords[i + 2].nHandle) & CORE_ROLE_GIVEN_OFTEN)) {
                 int symbols[3] = {nRole, ROLE_GIVEN, ROLE_GIVEN};
                 if (g_pPersonFSA->Match(symbols, 3) == 3) {
+                    Change(i);
                     m_vecScratch.push_back(Piece(w, 0, w.nLen));
                     m_vecScratch.push_back(Piece(m_vecWords[i + 1], 0, 4));
                     i += 2;
@@ -99,9 +106,9 @@ void CMainSystem::RecognizePersons(const char* sText) {
                 }
             }
         }
-        m_vecScratch.push_back(w);
+        if (bChanged) m_vecScratch.push_back(w);
     }
-    m_vecWords.swap(m_vecScratch);
+    if (bChanged) m_vecWords.swap(m_vecScratch);
 }
 
 void CMainSystem::MergeWords() {
@@ -136,7 +143,12 @@ void CMainSystem::WriteWord(const char* sText, int nStart, int nLen, const char*
             for (size_t k = nFrom; k < m_sResult.size(); ++k)
                 m_sResult[k] = static_cast<char>(std::toupper(static_cast<unsigned char>(m_sResult[k])));
     }
-    m_sResult.append(g_sWordBoundary, 0, 2);
+    if (g_sWordBoundary.size() >= 2) {
+        m_sResult.push_back(g_sWordBoundary[0]);
+        m_sResult.push_back(g_sWordBoundary[1]);
+    } else {
+        m_sResult.append(g_sWordBoundary);
+    }
 }
 
 void CMainSystem::Write(const char* sText, bool bTags, const _stLexicon& lex) {
@@ -196,6 +208,9 @@ const std::string& CMainSystem::Process(const char* sParagraph, bool bPOSTagged,
         m_tagger.Tag(m_vecWords, tables);
     }
     if (g_bWordMerged) MergeWords();
-    if (bOutput) Write(sParagraph, bTags, lex);
+    if (bOutput) {
+        m_sResult.reserve(nLen * 3 + 16);
+        Write(sParagraph, bTags, lex);
+    }
     return m_sResult;
 }

@@ -52,7 +52,8 @@ void CHMMTagger::Candidates(const _stWord& word, const _stTagTables& tables, std
         case WORD_ATOM:
             if (tables.pCoreWords != nullptr && word.nHandle >= 0 &&
                 static_cast<size_t>(word.nHandle) < tables.pCoreWords->size() &&
-                (*tables.pCoreWords)[static_cast<size_t>(word.nHandle)].nTags == 1) {
+                (*tables.pCoreWords)[static_cast<size_t>(word.nHandle)].nTag != CPOSmap::NO_CLASS &&
+                !((*tables.pCoreWords)[static_cast<size_t>(word.nHandle)].nFlags & CORE_SEVERAL_TAGS)) {
                 add((*tables.pCoreWords)[static_cast<size_t>(word.nHandle)].nTag, 0);  // the common case
             } else {
                 FromPOS(tables.pCorePOS, word.nHandle, add);
@@ -75,8 +76,7 @@ void CHMMTagger::Tag(std::vector<_stWord>& vecWords, const _stTagTables& tables)
     m_vecCands.resize(n * MAX_CANDIDATES);
     m_vecCount.assign(n, 0);
     bool bChoice = false;
-    std::vector<Cand> vecOne;
-    vecOne.reserve(MAX_CANDIDATES);
+    std::vector<Cand>& vecOne = m_vecOne;
     for (size_t i = 0; i < n; ++i) {
         Candidates(vecWords[i], tables, vecOne);
         m_vecCount[i] = static_cast<int>(vecOne.size());

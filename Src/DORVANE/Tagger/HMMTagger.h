@@ -43,6 +43,7 @@ private:
     std::vector<int> m_vecCount;      // candidates per word
     std::vector<double> m_vecScore;   // Viterbi scores, MAX_CANDIDATES per word
     std::vector<int> m_vecBack;       // back pointers, MAX_CANDIDATES per word
+    std::vector<Cand> m_vecOne;       // the candidates of one word
 };
 
 #endif  // VINTREL_DORVANE_TAGGER_HMMTAGGER_H_
