@@ -44,6 +44,11 @@ TEST(PrefixWords, DictionaryGivesEveryPrefixWordShortestFirst) {
         int nShort = dict.PrefixWords(sText.data(), 2, handles, lengths, 32);
         for (int k = 0; k < nShort; ++k) EXPECT_LE(lengths[k], 2);
         EXPECT_LE(dict.PrefixWords(sText.data(), sText.size(), handles, lengths, 1), 1);
+        // Prefetch names the word of the first character, if any, and changes nothing.
+        int nFirstLen = static_cast<unsigned char>(sText[0]) >= 0x80 ? 2 : 1;
+        EXPECT_EQ(dict.Prefetch(sText.data(), sText.size(), 2), dict.Find(sText.c_str(), static_cast<unsigned>(nFirstLen)));
+        EXPECT_EQ(dict.Prefetch(sText.data(), sText.size(), 1), -1);
+        EXPECT_EQ(dict.PrefixWords(sText.data(), sText.size(), handles, lengths, 32), n);
         std::free(pHandles);
         std::free(pLengths);
     }
