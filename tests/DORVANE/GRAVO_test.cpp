@@ -11,6 +11,9 @@
 
 #include "DORVANE/Segment/PreProcess.h"
 #include "Utility/PDAT.h"
+#include "Utility/POS.h"
+#include "Utility/POSmap.h"
+#include "Utility/Trie.h"
 #include "Utility/Utility.h"
 #include "support/EngineSupport.h"
 
@@ -111,6 +114,37 @@ TEST_F(EngineTest, CoreDictionaryWithoutASpecialEntryIsDestroyed) {
     m_root.Replace("CoreDict.pdat", vt_test::ReadWholeFile(m_root.DataFile("Core.tmp")));
     EXPECT_EQ(GRAVO_Init(m_root.Path().c_str(), 0), 0);
     EXPECT_EQ(std::string(GetLastErrorMessage()), "The Core Dictionary has been destroyed! ");
+}
+
+TEST_F(EngineTest, OptionalUserAndFieldDictionariesJoinTheLattice) {
+    CTrie user;
+    user.AddTrie(G("南京市长 nt").c_str(), false);
+    ASSERT_EQ(user.Save(m_root.DataFile("UserDict.pdat").c_str()), 1);
+    CPDAT field;
+    field.AddWordInit();
+    field.AddWord(G("荭荮").c_str());  // two characters the core dictionary lacks
+    field.AddWordComplete();
+    ASSERT_EQ(field.Save(m_root.DataFile("FieldDict.pdat").c_str()), 1);
+    CPOSmap tags;
+    ASSERT_EQ(tags.Load(m_root.DataFile("PKU.map").c_str()), 1);
+    std::vector<POS_elem> vecRows(1);
+    vecRows[0].handle = 0;
+    vecRows[0].POS_id = static_cast<unsigned char>(tags.GetID("nz"));
+    vecRows[0].freq = 1;
+    CPOS fieldPOS;
+    fieldPOS.Import(vecRows, 1);
+    ASSERT_EQ(fieldPOS.Save(m_root.DataFile("FieldDict.pos").c_str()), 1);
+    m_root.SetItem("UserDict", "on");
+    m_root.SetItem("FieldDict", "on");
+    Start();
+    EXPECT_EQ(Segment("南京市长说"), "南京市长/nt  说/v  ");
+    EXPECT_EQ(Segment("荭荮"), "荭荮/nz  ");
+    GRAVO_Exit();
+    m_root.SetItem("UserDict", "off");
+    m_root.SetItem("FieldDict", "off");
+    Start();
+    EXPECT_EQ(Words("南京市长说"), "南京|市长|说");
+    EXPECT_EQ(Words("荭荮"), "荭|荮");
 }
 
 TEST_F(EngineTest, MissingOptionalTablesAreSkipped) {

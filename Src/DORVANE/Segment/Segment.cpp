@@ -124,7 +124,7 @@ void CSegment::BestPath(const char* sText, const std::vector<_stAtom>& vecAtoms,
                     double dCost = lex.bUserPrior ? -USER_PRIOR_BONUS * (nTo - i) : dUserCost;
                     AddEdge(i, nTo, -1, WORD_USER, dCost, bTags ? tags[k] : nullptr);
                 } else if (nSource == WORD_FIELD) {
-                    AddEdge(i, nTo, handles[k], WORD_FIELD, dUserCost + Penalty(nTo - i), nullptr);
+                    AddEdge(i, nTo, handles[k], WORD_FIELD, dUserCost, nullptr);  // a domain word: as a user word
                 } else {
                     if (lex.pGran != nullptr && lex.pGran->Find(s + nOffset, static_cast<unsigned>(lengths[k])) >= 0)
                         continue;

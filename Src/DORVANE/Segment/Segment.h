@@ -71,9 +71,10 @@ struct _stLexicon {
 // costs -log(freq / total) of the core frequencies, plus LENGTH_PENALTY per character beyond the
 // second: the dictionary holds many long compounds that running text is better cut into (中央军事委员会
 // is 中央 军事 委员会). Where the bigram table knows a pair, the cost of the second word is smoothed
-// with it. A user word costs as a word of USER_FREQ without the length penalty, so it wins where it
-// forms a natural word and loses where dictionary words cover the text better; with bUserPrior it
-// wins wherever it fits.
+// with it. A user word (and a word of the field dictionary) costs as a word of USER_FREQ without the
+// length penalty, so it wins where it forms a natural word and loses where dictionary words cover the
+// text better; with bUserPrior it wins wherever it fits. A word of the granularity dictionary is never
+// taken whole.
 //
 // Threads: one CSegment per thread (it keeps scratch space); the dictionaries are only read.
 class CSegment {
