@@ -1,7 +1,6 @@
 // BufferManager_test.cpp: the owner of returned texts frees them in batches, oldest first.
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <thread>
 #include <vector>
 
@@ -27,19 +26,21 @@ TEST(BufferManager, FreesTheOldestBatchOnceMoreThanTheKeptNumberAreHeld) {
     EXPECT_EQ(manager.GetCount(), 10002u);
 }
 
+// Under ASan this also shows that no text is freed twice or lost when releases and registrations
+// race. (A registered text may be freed by another thread's release as soon as enough newer texts
+// follow it, so the threads do not read their texts back.)
 TEST(BufferManager, ManyThreadsRegisterTexts) {
     CBufferManager manager;
     std::vector<std::thread> vecThreads;
     for (int t = 0; t < 4; ++t)
         vecThreads.emplace_back([&manager] {
-            for (int i = 0; i < 15000; ++i) {
-                char* p = manager.NewText("text", 4);
-                ASSERT_EQ(std::memcmp(p, "text", 5), 0);  // still alive right after registration
-            }
+            for (int i = 0; i < 15000; ++i) manager.NewText("text", 4);
         });
     for (std::thread& t : vecThreads) t.join();
-    EXPECT_LE(manager.GetCount(), 30000u);
-    EXPECT_GE(manager.GetCount(), 10000u);
+    for (int i = 0; i < 10 && manager.GetCount() > static_cast<size_t>(CBufferManager::KEEP); ++i)
+        manager.ReleaseBuf(false);
+    EXPECT_LE(manager.GetCount(), static_cast<size_t>(CBufferManager::KEEP));
+    EXPECT_GE(manager.GetCount(), static_cast<size_t>(CBufferManager::BATCH));
 }
 
 }  // namespace
