@@ -1,13 +1,41 @@
-// VintrelAPI.cpp: the exported VT_ functions. Nothing thrown crosses this boundary: each entry runs its body
+// VintrelAPI.cpp: the exported VT_ functions: start-up and shut-down, the registry of scanner instances
+// and the calls forwarded to them. Nothing thrown crosses this boundary: each entry runs its body
 // through GuardCall, which turns any exception into the function's failure value.
+//
+// Threads: g_lifeLock is held shared by every call for its whole duration and exclusively by VT_Init
+// and VT_Exit, so the library is never taken down under a running call. The registry holds shared
+// pointers: a call keeps its instance alive even when VT_DeleteInstance removes it meanwhile.
 #include "Vintrel/VintrelAPI.h"
 
-#include <exception>
-#include <new>
+#include <unistd.h>
 
+#include <exception>
+#include <memory>
+#include <mutex>
+#include <new>
+#include <shared_mutex>
+#include <string>
+#include <vector>
+
+#include "DORVANE/API/GRAVO.h"
+#include "Utility/CodeTran.h"
+#include "Utility/Pinyin.h"
+#include "Utility/StrTran.h"
 #include "Utility/Utility.h"
+#include "Vintrel/Vintrel.h"
+
+CCodeTran* g_pVintrelCodeTranslator = nullptr;
+CStrTran* g_pXingZiTran = nullptr;
+CPinyin* g_pPinyin = nullptr;
 
 namespace {
+
+int g_bVTInit = 0;
+std::string g_sDefaultDir;
+std::string g_sDelimiter;
+std::vector<std::shared_ptr<CVintrel>> g_vecVintrelner;  // the registry; the handle is the index
+std::mutex g_mutexVT;                                      // guards g_vecVintrelner
+std::shared_mutex g_lifeLock;                              // see the file comment
 
 // GuardCall: runs fnBody and returns its result; any exception becomes failValue, with a last-error text.
 template <typename T, typename F>
@@ -28,12 +56,167 @@ T GuardCall(T failValue, F&& fnBody) noexcept {
     return failValue;
 }
 
+// GetWorker: the instance of a handle; null (reported) for a handle out of range or before VT_Init,
+// and null without a message for a deleted instance. REQUIRES: g_lifeLock held.
+std::shared_ptr<CVintrel> GetWorker(int handle) {
+    std::lock_guard<std::mutex> lock(g_mutexVT);
+    if (g_bVTInit == 0 || handle < 0 || static_cast<size_t>(handle) >= g_vecVintrelner.size()) {
+        ReportErrorF("GetWorker  argument(handle %d) is invalid!", handle);
+        return nullptr;
+    }
+    return g_vecVintrelner[static_cast<size_t>(handle)];
+}
+
+// Forward: runs fnCall on the handle's instance, or reports "Vintrelner not init!" and returns
+// failValue.
+template <typename T, typename F>
+T Forward(int handle, T failValue, F&& fnCall) noexcept {
+    return GuardCall<T>(failValue, [&]() -> T {
+        std::shared_lock<std::shared_mutex> life(g_lifeLock);
+        std::shared_ptr<CVintrel> pWorker = GetWorker(handle);
+        if (!pWorker) {
+            ReportError("Vintrelner not init!");
+            return failValue;
+        }
+        return fnCall(*pWorker);
+    });
+}
+
+// NewInstance: appends a new instance. REQUIRES: g_lifeLock held (either way).
+int NewInstance() {
+    if (g_bVTInit == 0) {
+        ReportError("Not Init, no operation!");
+        return -1;
+    }
+    size_t nNumber;
+    {
+        std::lock_guard<std::mutex> lock(g_mutexVT);
+        nNumber = g_vecVintrelner.size();
+    }
+    // The instance is built outside the lock (it loads its files); the number names its files.
+    auto pInstance = std::make_shared<CVintrel>(g_sDefaultDir.c_str(), static_cast<int>(nNumber), g_sDelimiter.c_str());
+    std::lock_guard<std::mutex> lock(g_mutexVT);
+    g_vecVintrelner.push_back(pInstance);
+    return static_cast<int>(g_vecVintrelner.size()) - 1;
+}
+
+// DeleteInstance: empties a registry slot. REQUIRES: g_lifeLock held (either way).
+int DeleteInstance(int handle) {
+    std::shared_ptr<CVintrel> pOld;  // destroyed after the lock is released
+    std::lock_guard<std::mutex> lock(g_mutexVT);
+    if (handle < 0 || static_cast<size_t>(handle) >= g_vecVintrelner.size()) {
+        ReportErrorF("PZ_DeleteInstance  argument(handle %d) is invalid!", handle);
+        return 0;
+    }
+    pOld.swap(g_vecVintrelner[static_cast<size_t>(handle)]);
+    return 1;
+}
+
+// ExitLocked: VT_Exit's work. REQUIRES: g_lifeLock held exclusively.
+void ExitLocked() {
+    delete g_pVintrelCodeTranslator;
+    g_pVintrelCodeTranslator = nullptr;
+    std::vector<std::shared_ptr<CVintrel>> vecOld;
+    {
+        std::lock_guard<std::mutex> lock(g_mutexVT);
+        vecOld.swap(g_vecVintrelner);
+    }
+    vecOld.clear();
+    GRAVO_Exit();
+    delete g_pXingZiTran;
+    g_pXingZiTran = nullptr;
+    delete g_pPinyin;
+    g_pPinyin = nullptr;
+    g_bVTInit = 0;
+}
+
 }  // namespace
 
 extern "C" {
 
+int VT_Init(const char* sInitDirPath, int encode, const char* sDelimiter) {
+    return GuardCall<int>(0, [&]() -> int {
+        std::unique_lock<std::shared_mutex> life(g_lifeLock);
+        g_bVTInit = 0;
+        if (sInitDirPath != nullptr && sInitDirPath[0] != '\0') {
+            g_sDefaultDir = sInitDirPath;
+        } else {
+            char sCwd[1000] = {0};
+            g_sDefaultDir = getcwd(sCwd, sizeof(sCwd) - 1) != nullptr ? sCwd : "";
+        }
+        if (GRAVO_Init(g_sDefaultDir.c_str(), 0) != 1) {
+            ReportError("Error Init DORVANE from " + g_sDefaultDir);
+            return 0;
+        }
+        delete g_pVintrelCodeTranslator;
+        g_pVintrelCodeTranslator = nullptr;
+        if (encode >= 1 && encode <= 5) {
+            auto pTran = std::make_unique<CCodeTran>(g_sDefaultDir.c_str(), encode);
+            // Deliberate: a converter that cannot be built fails the start-up without a message.
+            if (pTran->GetStatus() != 1) return 0;
+            g_pVintrelCodeTranslator = pTran.release();
+        }
+        delete g_pXingZiTran;
+        g_pXingZiTran = new CStrTran((g_sDefaultDir + "/").c_str(), "Xing", "Zi", "");
+        if (!g_pXingZiTran->Load()) {
+            ReportErrorF("Cannot open Xing2Zi file! path=%s", g_sDefaultDir.c_str());
+            delete g_pXingZiTran;
+            g_pXingZiTran = nullptr;
+        }
+        delete g_pPinyin;
+        g_pPinyin = new CPinyin(g_sDefaultDir.c_str());
+        if (g_pPinyin->Load() != 1) {
+            ReportError("Cannot open key dictionary file " + g_sDefaultDir + "/");
+            delete g_pPinyin;
+            g_pPinyin = nullptr;
+        }
+        g_sDelimiter = sDelimiter != nullptr ? sDelimiter : "";
+        g_bVTInit = 1;
+        NewInstance();
+        return 1;
+    });
+}
+
+void VT_Exit(void) {
+    GuardCall<int>(0, [] {
+        std::unique_lock<std::shared_mutex> life(g_lifeLock);
+        ExitLocked();
+        return 0;
+    });
+}
+
+int VT_NewInstance(void) {
+    return GuardCall<int>(-1, [] {
+        std::shared_lock<std::shared_mutex> life(g_lifeLock);
+        return NewInstance();
+    });
+}
+
+int VT_DeleteInstance(int handle) {
+    return GuardCall<int>(0, [handle] {
+        std::shared_lock<std::shared_mutex> life(g_lifeLock);
+        return DeleteInstance(handle);
+    });
+}
+
 const char* VT_GetLastErrorMsg(void) {
     return GuardCall<const char*>("", [] { return GetLastErrorMessage(); });
+}
+
+int VT_ImportUserDict(const char* sFilename, int bOverwrite, int handle) {
+    return Forward<int>(handle, 0, [&](CVintrel& v) { return v.ImportUserDict(sFilename, bOverwrite != 0); });
+}
+
+int VT_DeleteUserDict(const char* sFilename, int handle) {
+    return Forward<int>(handle, 0, [&](CVintrel& v) { return v.DeleteUserDict(sFilename); });
+}
+
+const char* VT_Scan(const char* sContent, int handle) {
+    return Forward<const char*>(handle, nullptr, [&](CVintrel& v) { return v.Scan(sContent); });
+}
+
+int VT_ScanStat(const char* sResultFile, int handle) {
+    return Forward<int>(handle, 0, [&](CVintrel& v) { return v.FreqStat(sResultFile) ? 1 : 0; });
 }
 
 int VT_ExportDict(const char* sFilename, int handle) {

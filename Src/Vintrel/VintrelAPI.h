@@ -24,6 +24,49 @@
 extern "C" {
 #endif
 
+/* ---- Lifecycle ------------------------------------------------------------------------------------ */
+
+/* VT_Init: starts the library on the data directory sInitDirPath (the working directory when NULL or
+ * empty): the segmentation engine (sInitDirPath/Data), the encoding converter for encode 1 (UTF-8),
+ * 2 (BIG5), 3 (GBK in traditional characters), 4 (UTF-8 over the traditional tables) or 5 (UTF-8; 0 or
+ * any other value: GBK, no conversion), the look-alike and pinyin tables (optional), and scanner
+ * instance 0. sDelimiter separates the fields of detailed results (NULL counts as ""). 1 on success;
+ * 0 when the engine or the converter cannot start. Calling it again without VT_Exit adds an instance.
+ * Not safe to overlap with any other call. */
+VT_API int VT_Init(const char* sInitDirPath, int encode, const char* sDelimiter);
+/* VT_Exit: deletes every instance and stops everything VT_Init started; it waits for calls under way.
+ * Texts returned before become invalid. */
+VT_API void VT_Exit(void);
+/* VT_NewInstance: a new scanner instance with its own dictionary files
+ * (<data>/Vintrelner/Filter<handle>_...); its handle, or -1 before VT_Init. Handles are never reused. */
+VT_API int VT_NewInstance(void);
+/* VT_DeleteInstance: deletes an instance (calls under way on it finish first); 1 for a handle that
+ * was ever given out (also when already deleted), else 0. */
+VT_API int VT_DeleteInstance(int handle);
+
+/* ---- Dictionaries --------------------------------------------------------------------------------- */
+
+/* VT_ImportUserDict: imports a keyword file, one entry a line: keyword (or [keyword with blanks]),
+ * class (default "filter"), weight (default 1), pinyin flag (1: also match its pinyin); a keyword with
+ * "+" is a compound rule such as {A;B}+C-D. bOverwrite replaces the instance's keywords, otherwise
+ * they are merged. The number of lines accepted; 0 on failure, the instance then unchanged in memory
+ * and on disk. Scans may run meanwhile; two imports or deletions on one instance run one after the
+ * other. */
+VT_API int VT_ImportUserDict(const char* sFilename, int bOverwrite, int handle);
+/* VT_DeleteUserDict: removes the keywords listed in a file (first token of a line, or [keyword]); the
+ * number of lines whose keyword was found; 0 on failure. */
+VT_API int VT_DeleteUserDict(const char* sFilename, int handle);
+
+/* ---- Scans ---------------------------------------------------------------------------------------- */
+
+/* VT_Scan: the classes whose keywords occur in sContent, "class/total#" each, highest total first; ""
+ * when none. NULL on failure. */
+VT_API const char* VT_Scan(const char* sContent, int handle);
+/* VT_ScanStat: writes the hit statistics of the instance to sResultFile (GBK); 1 on success. */
+VT_API int VT_ScanStat(const char* sResultFile, int handle);
+
+/* ---- Errors --------------------------------------------------------------------------------------- */
+
 /* VT_GetLastErrorMsg: the text of the latest error reported by the library in any thread, "" before the
  * first. The pointer is a copy private to the calling thread and stays valid until that thread calls
  * VT_GetLastErrorMsg again. Never NULL. The text is never cleared by a success. */

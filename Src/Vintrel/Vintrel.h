@@ -1,0 +1,126 @@
+// Vintrel.h: CVintrel, one keyword-scanner instance: its dictionaries and their files, the plain scan
+// and its statistics, and the import, deletion and export of user dictionaries.
+#ifndef VINTREL_VINTREL_VINTREL_H_
+#define VINTREL_VINTREL_VINTREL_H_
+
+#include <ctime>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "Utility/global_linux.h"
+
+class CBufferManager;
+class CCodeTran;
+class CComplexFilter;
+class CPDAT;
+class CPinyin;
+class CPOS;
+class CStrTran;
+class CUnigram;
+class CWordList;
+
+// The library's shared converters, owned by the exported interface (VT_Init .. VT_Exit): the encoding
+// converter (null when callers write GBK), the look-alike table and the pinyin converter (null when
+// their data could not be loaded).
+extern CCodeTran* g_pVintrelCodeTranslator;
+extern CStrTran* g_pXingZiTran;
+extern CPinyin* g_pPinyin;
+
+// CDictionarySet: the dictionaries one instance scans with. A set never changes once built; an import
+// or deletion builds a new set and the instance switches to it in one step, so a scan sees either
+// all the old dictionaries or all the new ones (it holds its set for the whole call).
+class CDictionarySet {
+public:
+    CDictionarySet();
+    ~CDictionarySet();
+    CDictionarySet(const CDictionarySet&) = delete;  // owns its dictionaries
+    CDictionarySet& operator=(const CDictionarySet&) = delete;
+
+    // A deletion keeps the rules and the pinyin table: sets may share them.
+    std::shared_ptr<CPDAT> m_pKeyDict;               // keyword -> keyword handle; null: no keywords
+    std::shared_ptr<CWordList> m_pKeyWordList;       // keyword handle -> keyword
+    std::shared_ptr<CPOS> m_pKeyPOS;                 // keyword handle -> (class id, weight) rows
+    std::shared_ptr<CPDAT> m_pClassDict;             // class name -> class id
+    std::shared_ptr<CWordList> m_pClassWordList;     // class id -> class name
+    std::shared_ptr<CComplexFilter> m_pComplexFilter;  // compound rules; null when none
+    std::shared_ptr<CStrTran> m_pPY2Word;            // pinyin -> keyword; null when none
+};
+
+// CVintrel is one scanner instance. Its files live under m_sCommFile = <data>/Vintrelner/Filter<N>_,
+// N being the number it was created with: "key.pdat", "key.wordlist", "key.pos", "class.pdat",
+// "class.wordlist", the pinyin table "py.*", "word.*", "py2word.map" and the rules
+// "ComplexFilter.dat".
+//
+// Threads: scans may run from many threads at once, also while an import or deletion runs on the same
+// instance (they keep the dictionary set they started with). Imports and deletions of one instance
+// run one at a time (a second waits for the first). A failed import or deletion changes neither the
+// dictionaries in memory nor the files on disk: the files are written under a staging directory and
+// renamed into place only once all of them were written.
+class CVintrel {
+public:
+    // CVintrel: loads the instance's dictionaries from <sDataPath>/Vintrelner/Filter<nHandle>_ (the
+    // working directory when sDataPath is null or empty). Missing or damaged files leave the instance
+    // without keywords, with one message each.
+    CVintrel(const char* sDataPath, int nHandle, const char* sDelimiter);
+    ~CVintrel();
+    CVintrel(const CVintrel&) = delete;  // owns dictionaries, counters and returned texts
+    CVintrel& operator=(const CVintrel&) = delete;
+
+    // Scan: "class/total#" for every class whose hit weights add up to more than 0, highest total
+    // first (ties in the order of an exchange sort), in the caller's encoding; "" without hits. The
+    // text belongs to the instance. Counts every hit for FreqStat.
+    const char* Scan(const char* sContent);
+    // FreqStat: writes the statistics report to sResultFile; true on success.
+    bool FreqStat(const char* sResultFile);
+    // ImportUserDict: imports a keyword file, merged into the instance's keywords or (bOverwrite)
+    // replacing them; compound rules are always kept. The number of accepted lines; 0 when the file
+    // cannot be read or the dictionaries cannot be written (the instance then stays as it was).
+    int ImportUserDict(const char* sFilenameO, bool bOverwrite);
+    // DeleteUserDict: removes the keywords listed in a file; the number of lines whose keyword was
+    // found; 0 on failure.
+    int DeleteUserDict(const char* sFilenameO);
+    // ExportKeyDict: writes "Word\tClass\tWeight" and one line per keyword and class; the number of
+    // rows; 0 when the file cannot be created.
+    int ExportKeyDict(const char* sFilenameO);
+
+    // Dictionaries: the current dictionary set (never null; its members may be).
+    std::shared_ptr<const CDictionarySet> Dictionaries() const;
+    // BufferManager: the owner of the texts this instance returns.
+    CBufferManager& BufferManager() { return *m_pBufManager; }
+    const std::string& CommFile() const { return m_sCommFile; }
+    const std::string& Delimiter() const { return m_sDelimiter; }
+
+private:
+    // The result of building new dictionaries: the set and the staging directory holding its files.
+    struct CBuild;
+
+    // Stage: makes the staging directory of a build; false (reported) when it cannot be made.
+    bool Stage(CBuild& build);
+    // BuildFromRows: builds the five keyword dictionaries from the rows and saves them under the
+    // staging prefix; false (reported) when a file cannot be written.
+    bool BuildFromRows(std::vector<WORD_INFO>& vecWordClassFreq, std::vector<std::string>& vecClass,
+                       const std::vector<std::string>* pRuleKeywords, bool bWordListByImport,
+                       CBuild& build);
+    // Install: renames the staged files into place and switches to the new set; false (nothing
+    // changed) when a file cannot be moved.
+    bool Install(CBuild& build);
+    // ReturnText: registers a copy of sText with the buffer manager and returns it.
+    const char* ReturnText(const std::string& sText);
+
+    mutable std::mutex m_mutex;      // guards m_pDicts, the counters and the counter table swap
+    std::mutex m_hUpdate;            // one import or deletion at a time
+    std::shared_ptr<const CDictionarySet> m_pDicts;
+    std::shared_ptr<CUnigram> m_pKeyFreq;  // hits per keyword handle; carried over by imports
+    std::string m_sDataPath;
+    std::string m_sCommFile;
+    std::unique_ptr<CBufferManager> m_pBufManager;
+    size_t m_nLineCount = 0;
+    size_t m_nHitCount = 0;
+    clock_t m_lStart = 0;
+    clock_t m_lEnd = 0;
+    std::string m_sDelimiter;
+};
+
+#endif  // VINTREL_VINTREL_VINTREL_H_

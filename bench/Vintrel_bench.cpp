@@ -1,0 +1,219 @@
+// Vintrel_bench.cpp: the library through its C interface: importing a keyword file of a million lines,
+// and the plain scan (VT_Scan) of the PKU test text with 100k and with all dictionary words as
+// keywords, in GBK and in UTF-8, from one and two threads.
+//
+// Keywords are jieba's dictionary words of two or more characters (GBK); the million-line file adds
+// pairs of them, each line with a class of 20 and a weight, 1% with the pinyin flag and 1% compound
+// rules. The scanned text is pku_test.txt (GBK) of the SIGHAN 2005 bakeoff, one call per line.
+#include <benchmark/benchmark.h>
+#include <dirent.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "Utility/CodeTran.h"
+#include "Vintrel/VintrelAPI.h"
+
+namespace {
+
+const std::string BUILT_DATA = VINTREL_BUILD_DIR "/data";
+const std::string PKU_TEXT = VINTREL_SHARED_DIR "/benchmarks/sighan2005/pku_test.txt";
+const std::string JIEBA = VINTREL_SOURCE_DIR "/data/segmenter/jieba_dict.gbk.txt";
+
+std::string ReadBytes(const std::string& sPath) {
+    std::string s;
+    FILE* fp = std::fopen(sPath.c_str(), "rb");
+    if (fp == nullptr) return s;
+    char sBuffer[1 << 16];
+    size_t n;
+    while ((n = std::fread(sBuffer, 1, sizeof(sBuffer), fp)) > 0) s.append(sBuffer, n);
+    std::fclose(fp);
+    return s;
+}
+
+// Words: jieba's words of two or more characters (GBK), in file order.
+const std::vector<std::string>& Words() {
+    static const std::vector<std::string> vec = [] {
+        std::vector<std::string> v;
+        std::string sAll = ReadBytes(JIEBA);
+        size_t nPos = 0;
+        while (nPos < sAll.size()) {
+            size_t nEnd = sAll.find('\n', nPos);
+            if (nEnd == std::string::npos) nEnd = sAll.size();
+            std::string sWord = sAll.substr(nPos, sAll.find(' ', nPos) - nPos);
+            nPos = nEnd + 1;
+            if (sWord.size() >= 4 || (sWord.size() >= 2 && static_cast<unsigned char>(sWord[0]) < 0x80))
+                v.push_back(sWord);
+        }
+        return v;
+    }();
+    return vec;
+}
+
+// Lines: the PKU test text, line by line, without line ends.
+const std::vector<std::string>& Lines() {
+    static const std::vector<std::string> vec = [] {
+        std::vector<std::string> v;
+        std::string sAll = ReadBytes(PKU_TEXT);
+        size_t nPos = 0;
+        while (nPos < sAll.size()) {
+            size_t nEnd = sAll.find('\n', nPos);
+            if (nEnd == std::string::npos) nEnd = sAll.size();
+            std::string sLine = sAll.substr(nPos, nEnd - nPos);
+            if (!sLine.empty() && sLine.back() == '\r') sLine.pop_back();
+            if (!sLine.empty()) v.push_back(sLine);
+            nPos = nEnd + 1;
+        }
+        return v;
+    }();
+    return vec;
+}
+
+// CRoot: a temporary data directory linking the built tables, where instances write their files.
+class CRoot {
+public:
+    CRoot() {
+        char sTemplate[] = "/tmp/vintrel-bench-XXXXXX";
+        m_sPath = mkdtemp(sTemplate) != nullptr ? sTemplate : "/tmp";
+        if (DIR* dir = opendir(BUILT_DATA.c_str())) {
+            while (dirent* e = readdir(dir)) {
+                std::string sName = e->d_name;
+                if (sName != "." && sName != ".." &&
+                    symlink((BUILT_DATA + "/" + sName).c_str(), (m_sPath + "/" + sName).c_str()) != 0)
+                    continue;
+            }
+            closedir(dir);
+        }
+    }
+    ~CRoot() {
+        std::string s = "rm -rf '" + m_sPath + "'";
+        if (std::system(s.c_str()) != 0) return;
+    }
+    const std::string& Path() const { return m_sPath; }
+
+private:
+    std::string m_sPath;
+};
+
+long PeakRSSMiB() {
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    return usage.ru_maxrss / 1024;
+}
+
+// WriteKeywordFile: n keyword lines from the words (and pairs of words beyond them).
+std::string WriteKeywordFile(const std::string& sDir, size_t n, bool bExtras) {
+    const std::vector<std::string>& vecWords = Words();
+    std::string sPath = sDir + "/keywords.txt";
+    FILE* fp = std::fopen(sPath.c_str(), "wb");
+    std::mt19937 rng(11);
+    for (size_t i = 0; i < n && !vecWords.empty(); ++i) {
+        std::string sWord = i < vecWords.size() ? vecWords[i]
+                                                : vecWords[i % vecWords.size()] + vecWords[(i * 7919) % vecWords.size()];
+        int nClass = static_cast<int>(rng() % 20);
+        int nWeight = static_cast<int>(rng() % 10) - 2;
+        if (bExtras && i % 100 == 50) {
+            std::fprintf(fp, "%s+%s-%s rule%d %d\n", sWord.c_str(), vecWords[(i * 31) % vecWords.size()].c_str(),
+                         vecWords[(i * 17) % vecWords.size()].c_str(), nClass, nWeight);
+        } else {
+            std::fprintf(fp, "%s class%d %d %d\n", sWord.c_str(), nClass, nWeight, bExtras && i % 100 == 7 ? 1 : 0);
+        }
+    }
+    std::fclose(fp);
+    return sPath;
+}
+
+void BM_ImportMillionLines(benchmark::State& state) {
+    if (Words().empty()) {
+        state.SkipWithError("jieba dictionary missing");
+        return;
+    }
+    CRoot root;
+    std::string sFile = WriteKeywordFile(root.Path(), 1000000, true);
+    if (VT_Init(root.Path().c_str(), 0, "\t") != 1) {
+        state.SkipWithError("VT_Init failed");
+        return;
+    }
+    int nCount = 0;
+    for (auto _ : state) nCount = VT_ImportUserDict(sFile.c_str(), 1, 0);
+    state.counters["lines"] = nCount;
+    state.counters["peak_RSS_MiB"] = static_cast<double>(PeakRSSMiB());
+    VT_Exit();
+}
+BENCHMARK(BM_ImportMillionLines)->Unit(benchmark::kSecond)->Iterations(1);
+
+// Scanning: one started library per keyword count and encoding, shared by the threads of a run.
+struct ScanSetup {
+    std::unique_ptr<CRoot> pRoot;
+    std::vector<std::string> vecLines;  // in the caller's encoding
+    bool bReady = false;
+};
+
+ScanSetup& Setup(size_t nKeywords, int encode) {
+    static ScanSetup setup;
+    static size_t nLastKeywords = 0;
+    static int nLastEncode = -1;
+    if (setup.bReady && nLastKeywords == nKeywords && nLastEncode == encode) return setup;
+    VT_Exit();
+    setup = ScanSetup();
+    setup.pRoot.reset(new CRoot());
+    size_t n = nKeywords == 0 ? Words().size() : nKeywords;
+    std::string sFile = WriteKeywordFile(setup.pRoot->Path(), n, false);
+    if (encode == 1) {
+        // The keyword file in the caller's encoding too.
+        CCodeTran tran(BUILT_DATA.c_str(), 1);
+        std::string sUtf8;
+        tran.GBKToCode(ReadBytes(sFile).c_str(), sUtf8);
+        FILE* fp = std::fopen(sFile.c_str(), "wb");
+        std::fwrite(sUtf8.data(), 1, sUtf8.size(), fp);
+        std::fclose(fp);
+        for (const std::string& s : Lines()) {
+            std::string sLine;
+            tran.GBKToCode(s.c_str(), sLine);
+            setup.vecLines.push_back(sLine);
+        }
+    } else {
+        setup.vecLines = Lines();
+    }
+    setup.bReady = VT_Init(setup.pRoot->Path().c_str(), encode, "\t") == 1 &&
+                   VT_ImportUserDict(sFile.c_str(), 1, 0) > 0;
+    nLastKeywords = nKeywords;
+    nLastEncode = encode;
+    return setup;
+}
+
+void RunScan(benchmark::State& state, size_t nKeywords, int encode) {
+    if (state.thread_index() == 0 && (Words().empty() || Lines().empty())) {
+        state.SkipWithError("jieba dictionary or PKU text missing");
+        return;
+    }
+    static ScanSetup* pSetup = nullptr;
+    if (state.thread_index() == 0) pSetup = &Setup(nKeywords, encode);
+    // Google Benchmark starts the timing of all threads together, after every thread got here.
+    size_t nBytes = 0;
+    for (auto _ : state) {
+        for (const std::string& sLine : pSetup->vecLines) {
+            benchmark::DoNotOptimize(VT_Scan(sLine.c_str(), 0));
+            nBytes += sLine.size();
+        }
+    }
+    state.SetBytesProcessed(static_cast<int64_t>(nBytes));
+}
+
+void BM_Scan100k_GBK(benchmark::State& state) { RunScan(state, 100000, 0); }
+void BM_ScanAll_GBK(benchmark::State& state) { RunScan(state, 0, 0); }
+void BM_Scan100k_UTF8(benchmark::State& state) { RunScan(state, 100000, 1); }
+BENCHMARK(BM_Scan100k_GBK)->Unit(benchmark::kMillisecond)->UseRealTime()->Threads(1)->Threads(2);
+BENCHMARK(BM_ScanAll_GBK)->Unit(benchmark::kMillisecond)->UseRealTime()->Threads(1);
+BENCHMARK(BM_Scan100k_UTF8)->Unit(benchmark::kMillisecond)->UseRealTime()->Threads(1);
+
+}  // namespace
+
+BENCHMARK_MAIN();
