@@ -232,6 +232,28 @@ bool IsSegmentDelimiter(unsigned char c) { return std::strchr(" \t-_,.:/~#%^*()"
 
 size_t TextLength(const char* sText) { return std::min<size_t>(std::strlen(sText), INT_MAX - 1); }
 
+// The scan filter's size: about 16 bits per two-character path (so that roughly one absent pair in 16
+// hits a set bit), at least 4096 bits, at most 2^23 bits (1 MiB).
+constexpr int FILTER_MIN_BITS_LOG = 12;
+constexpr int FILTER_MAX_BITS_LOG = 23;
+constexpr size_t FILTER_BITS_PER_PAIR = 16;
+// Arrays of fewer cells than this (768 KiB of cells) stay in the processor's caches anyway and get no
+// filter unless asked for.
+constexpr size_t FILTER_AUTO_CELLS = 65536;
+
+// FilterBit: the bit of the scan filter for the ranks of a first and a second character (both below
+// 65536): a multiplicative hash, top bits.
+inline uint64_t FilterBit(int nFirst, int nSecond, int nShift) {
+    uint64_t nKey = (static_cast<uint64_t>(static_cast<uint32_t>(nFirst)) << 16) |
+                    static_cast<uint32_t>(nSecond);
+    return (nKey * 0x9E3779B97F4A7C15ULL) >> nShift;
+}
+
+inline bool FilterHas(const uint64_t* pFilter, int nShift, int nFirst, int nSecond) {
+    uint64_t nBit = FilterBit(nFirst, nSecond, nShift);
+    return ((pFilter[nBit >> 6] >> (nBit & 63)) & 1u) != 0;
+}
+
 // CFreeCells: which cells of the array under construction are used, and the first-fit base search over
 // them.
 //   - m_vecBits: one bit per cell, 1 = used.
@@ -710,7 +732,57 @@ int CPDAT::AddWordComplete() {
     m_vecData.swap(vecData);
     m_word_trie.reset();
     m_bWordAddCompleted = true;
+    BuildScanFilter();
     return 1;
+}
+
+void CPDAT::SetScanFilter(bool bOn) {
+    m_nFilterPolicy = bOn ? 1 : 0;
+    BuildScanFilter();
+}
+
+// BuildScanFilter: one pass over the cells. A second step of a walk goes from a first-character cell c
+// (index = the first character's rank, check -2) to the cell q = |base of c| + r with check c, r being the
+// second character's rank; so every cell q whose check names such a c gives the pair (c, q - |base of c|).
+// Only pairs with both ranks below 65536 can be walked. Every index is checked against the array, so any
+// array that Load accepts is safe.
+void CPDAT::BuildScanFilter() {
+    std::vector<uint64_t>().swap(m_vecScanFilter);
+    std::vector<uint64_t>().swap(m_vecFirstChars);
+    m_nFilterShift = 64;
+    if (m_nFilterPolicy == 0 || m_vecData.empty()) return;
+    const size_t nCells = std::min(m_vecData.size(), static_cast<size_t>(m_nLowerBound) + 1);
+    if (m_nFilterPolicy < 0 && nCells < FILTER_AUTO_CELLS) return;
+    const state* pCells = m_vecData.data();
+    auto forEachPair = [&](auto&& fn) {
+        for (size_t q = 0; q < nCells; ++q) {
+            int c = pCells[q].check;
+            if (c < 0 || static_cast<size_t>(c) >= nCells || c >= CODE_COUNT || pCells[c].check != -2) continue;
+            int64_t nBase = pCells[c].base;
+            int64_t r = static_cast<int64_t>(q) - (nBase < 0 ? -nBase : nBase);
+            if (r >= 0 && r < CODE_COUNT) fn(c, static_cast<int>(r));
+        }
+    };
+    size_t nPairs = 0;
+    forEachPair([&](int, int) { ++nPairs; });
+    int nBitsLog = FILTER_MIN_BITS_LOG;
+    while (nBitsLog < FILTER_MAX_BITS_LOG && (size_t{1} << nBitsLog) < nPairs * FILTER_BITS_PER_PAIR) ++nBitsLog;
+    m_vecScanFilter.assign((size_t{1} << nBitsLog) / 64, 0);
+    m_nFilterShift = 64 - nBitsLog;
+    uint64_t* pFilter = m_vecScanFilter.data();
+    const int nShift = m_nFilterShift;
+    forEachPair([&](int c, int r) {
+        uint64_t nBit = FilterBit(c, r, nShift);
+        pFilter[nBit >> 6] |= uint64_t{1} << (nBit & 63);
+    });
+    // The codes whose first step succeeds: ranked, the rank's cell within the array and checking -2.
+    m_vecFirstChars.assign(CODE_COUNT / 64, 0);
+    for (int nCode = 0; nCode < CODE_COUNT; ++nCode) {
+        int r = Rank(nCode);
+        if (r >= 0 && static_cast<size_t>(r) < nCells && pCells[r].check == -2) {
+            m_vecFirstChars[static_cast<size_t>(nCode) >> 6] |= uint64_t{1} << (nCode & 63);
+        }
+    }
 }
 
 // ---------------------------------------------------------------------------------------------------------
@@ -949,12 +1021,29 @@ int CPDAT::MMScanPosition(const char* sText, std::vector<_stTermPosition>& vecRe
     if (sText == nullptr || m_vecData.empty()) return 0;
     const unsigned char* s = reinterpret_cast<const unsigned char*>(sText);
     const size_t nLen = TextLength(sText);
-    const bool bOverlap = (nScanMode == 1);
-    auto charLen = [&](size_t nPos) {
-        int n;
-        GetCharCode(m_nMode, s, nPos, nLen, &n);
-        return static_cast<size_t>(n);
-    };
+    // One loop per character mode and scan mode, so that neither is tested per character. A mode other
+    // than 1 or 2 reads characters as mode 0 does; a scan mode other than 1 or 2 acts as 0.
+    const int nMode = (m_nMode == 1 || m_nMode == 2) ? m_nMode : 0;
+    const int nScan = (nScanMode == 1 || nScanMode == 2) ? nScanMode : 0;
+    switch (nMode * 3 + nScan) {
+        case 0: ScanText<0, false, true>(s, nLen, vecResult); break;
+        case 1: ScanText<0, true, true>(s, nLen, vecResult); break;
+        case 2: ScanText<0, false, false>(s, nLen, vecResult); break;
+        case 3: ScanText<1, false, true>(s, nLen, vecResult); break;
+        case 4: ScanText<1, true, true>(s, nLen, vecResult); break;
+        case 5: ScanText<1, false, false>(s, nLen, vecResult); break;
+        case 6: ScanText<2, false, true>(s, nLen, vecResult); break;
+        case 7: ScanText<2, true, true>(s, nLen, vecResult); break;
+        default: ScanText<2, false, false>(s, nLen, vecResult); break;
+    }
+    return 0;
+}
+
+template <int MODE, bool OVERLAP, bool BOUNDARY>
+void CPDAT::ScanText(const unsigned char* s, size_t nLen, std::vector<_stTermPosition>& vecResult) const {
+    const state* pCells = m_vecData.data();
+    const int* pRanks = m_charset.data();
+    const int64_t nBound = m_nLowerBound;
     auto emit = [&](int nHandle, size_t nStart, size_t nWordLen) {
         _stTermPosition hit;
         hit.nHandle = nHandle;
@@ -962,15 +1051,48 @@ int CPDAT::MMScanPosition(const char* sText, std::vector<_stTermPosition>& vecRe
         hit.nWordLen = static_cast<int>(nWordLen);
         vecResult.push_back(hit);
     };
-    size_t nStart = 0;
-    while (nStart < nLen) {
-        size_t nPos = nStart, nWordLen = 0, nNext;
-        int nHandle = -1, nBase = 0, nPrev = -2;
+    // Scan mode 1: only a GB2312 hanzi, a lower-case letter or a digit continues a match.
+    auto continues = [&](size_t nPos, int nCharLen, int nCode) {
+        bool bHanzi = nCharLen == 2 && s[nPos] >= 0xB0 && s[nPos + 1] >= 0xA1;
+        return bHanzi || (nCode >= 'a' && nCode <= 'z') || (nCode >= '0' && nCode <= '9');
+    };
+    // attempt: the whole attempt at nStart (< nLen): emits its hit, if any, and returns where the scan
+    // resumes.
+    const uint64_t* pFilter = m_vecScanFilter.empty() ? nullptr : m_vecScanFilter.data();
+    const uint64_t* pFirstChars = m_vecFirstChars.empty() ? nullptr : m_vecFirstChars.data();
+    const int nFilterShift = m_nFilterShift;
+    auto attempt = [&](const size_t nStart) __attribute__((always_inline)) -> size_t {
+        int nFirstCharLen;
+        int nCode = GetCharCode(MODE, s, nStart, nLen, &nFirstCharLen);
+        const size_t nFirstLen = static_cast<size_t>(nFirstCharLen);
+        // A code whose first step fails ends the attempt with nothing pending, as below.
+        if (pFirstChars != nullptr && ((pFirstChars[nCode >> 6] >> (nCode & 63)) & 1u) == 0) {
+            return nStart + nFirstLen;
+        }
+        if (OVERLAP && !continues(nStart, nFirstCharLen, nCode)) return nStart + nFirstLen;
+        int nRank = pRanks[nCode];
+        // Unranked, or a failing first step, with nothing pending: resume after the character.
+        if (nRank < 0 || nRank > nBound || pCells[nRank].check != -2) return nStart + nFirstLen;
+        const state& first = pCells[nRank];
+        // Both a word end and a plain first cell leave the first character's length and the cell's handle
+        // pending (a plain cell's handle is -1 in any array this class compiles).
+        int nHandle = first.handle;
+        size_t nWordLen = nFirstLen;
         // Deliberate: scan mode 2 (the pinyin scan) skips the English word-boundary test.
         auto valid = [&]() {
             return nHandle >= 0 && nWordLen >= 1 &&
-                   (nScanMode == 2 || IsValidString(s, nStart, nStart + nWordLen, nLen));
+                   (!BOUNDARY || IsValidString(s, nStart, nStart + nWordLen, nLen));
         };
+        // Where the scan resumes after a valid pending word is emitted.
+        auto afterWord = [&]() { return OVERLAP ? nStart + nFirstLen : nStart + nWordLen; };
+        if (IsWordEnd(first) && first.base == -nRank) {  // a one-character word without longer words
+            if (valid()) emit(nHandle, nStart, nWordLen);
+            return nStart + nFirstLen;
+        }
+        size_t nPos = nStart + nFirstLen;
+        int64_t nBase = first.base < 0 ? -static_cast<int64_t>(first.base) : first.base;
+        int nPrev = nRank;
+        bool bSecond = true;
         for (;;) {
             if (nPos >= nLen) {
                 // The end of the text ends the attempt like a failing step: the pending word is emitted
@@ -978,70 +1100,113 @@ int CPDAT::MMScanPosition(const char* sText, std::vector<_stTermPosition>& vecRe
                 // at the end of 代开发, with 代开发票 a keyword) is still found.
                 if (valid()) {
                     emit(nHandle, nStart, nWordLen);
-                    nNext = bOverlap ? nStart + charLen(nStart) : nStart + nWordLen;
-                } else if (nHandle >= 0 && nWordLen >= 1) {
-                    nNext = nStart + nWordLen;
-                } else {
-                    nNext = nStart + charLen(nStart);
+                    return afterWord();
                 }
-                break;
+                return (nHandle >= 0 && nWordLen >= 1) ? nStart + nWordLen : nStart + nFirstLen;
             }
             int nCharLen;
-            int nCode = GetCharCode(m_nMode, s, nPos, nLen, &nCharLen);
-            if (bOverlap) {
-                // Only a GB2312 hanzi, a lower-case letter or a digit continues a match.
-                bool bHanzi = nCharLen == 2 && s[nPos] >= 0xB0 && s[nPos + 1] >= 0xA1;
-                bool bAlnum = (nCode >= 'a' && nCode <= 'z') || (nCode >= '0' && nCode <= '9');
-                if (!bHanzi && !bAlnum) {
-                    if (nHandle >= 0 && nWordLen >= 1) emit(nHandle, nStart, nWordLen);  // no boundary test
-                    nNext = nStart + charLen(nStart);
-                    break;
-                }
+            nCode = GetCharCode(MODE, s, nPos, nLen, &nCharLen);
+            if (OVERLAP && !continues(nPos, nCharLen, nCode)) {
+                if (nHandle >= 0 && nWordLen >= 1) emit(nHandle, nStart, nWordLen);  // no boundary test
+                return nStart + nFirstLen;
             }
-            int nRank = Rank(nCode);
+            nRank = pRanks[nCode];
             if (nRank < 0) {
                 if (valid()) {
                     emit(nHandle, nStart, nWordLen);
-                    nNext = bOverlap ? nStart + charLen(nStart) : nStart + nWordLen;
-                } else {
-                    // Deliberate: with nothing to emit the scan resumes after the unranked character,
-                    // so the text between the start and it is not examined again.
-                    nNext = nPos + static_cast<size_t>(nCharLen);
+                    return afterWord();
                 }
-                break;
+                // Deliberate: with nothing to emit the scan resumes after the unranked character, so the
+                // text between the start and it is not examined again.
+                return nPos + static_cast<size_t>(nCharLen);
             }
-            int p = Step(nBase, nPrev, nRank);
-            if (p < 0) {
+            int64_t p = nBase + nRank;
+            // The scan filter answers "no" only for second steps that fail, without reading their cell.
+            bool bRuledOut = bSecond && pFilter != nullptr && !FilterHas(pFilter, nFilterShift, nPrev, nRank);
+            bSecond = false;
+            if (bRuledOut || p > nBound || pCells[p].check != nPrev) {
                 if (valid()) {
                     emit(nHandle, nStart, nWordLen);
-                    nNext = bOverlap ? nStart + charLen(nStart) : nStart + nWordLen;
-                } else if (nHandle >= 0 && nWordLen >= 1) {
-                    nNext = nStart + nWordLen;  // a word that fails the boundary test is skipped over
-                } else {
-                    nNext = nStart + charLen(nStart);
+                    return afterWord();
                 }
-                break;
+                // A word that fails the boundary test is skipped over.
+                return (nHandle >= 0 && nWordLen >= 1) ? nStart + nWordLen : nStart + nFirstLen;
             }
-            const state& st = m_vecData[static_cast<size_t>(p)];
+            const state& st = pCells[p];
             nPos += static_cast<size_t>(nCharLen);
-            nPrev = p;
-            nBase = st.base;
+            nPrev = static_cast<int>(p);
+            nBase = st.base < 0 ? -static_cast<int64_t>(st.base) : st.base;
             if (IsWordEnd(st)) {
                 nHandle = st.handle;
                 nWordLen = nPos - nStart;
                 if (st.base == -p) {  // no longer word below: emit now
                     if (valid()) emit(nHandle, nStart, nWordLen);
-                    nNext = bOverlap ? nStart + charLen(nStart) : nStart + nWordLen;
-                    break;
+                    return afterWord();
                 }
-            } else if (nPos - static_cast<size_t>(nCharLen) == nStart) {
-                nWordLen = static_cast<size_t>(nCharLen);
-                nHandle = st.handle;
             }
         }
-        nStart = nNext;
+    };
+
+    if (pFilter == nullptr) {
+        for (size_t nStart = 0; nStart < nLen;) nStart = attempt(nStart);
+        return;
     }
-    return 0;
+    // With a filter (a large array), the cells of the second and third steps are prefetched ahead of the
+    // scan: each start offset's walk reads one or two cells at random places, and issuing those reads
+    // early lets several be under way at once. The first cursor (AHEAD2_BYTES ahead) prefetches the
+    // filter word and the cell of the second step; the second (AHEAD3_BYTES ahead, by which time that
+    // cell has arrived) reads it and, when the step succeeds, prefetches the third step's cell. The
+    // cursors run over the same character boundaries as the start offsets (every start offset is the
+    // end of a character read from an earlier one); prefetches are hints only and change no result.
+    constexpr size_t AHEAD2_BYTES = 32, AHEAD3_BYTES = 12;
+    // secondCell: for the character at q (q < nLen), the index of the cell its second step would reach,
+    // or -1 when there is none; *pFirstEnd gets the offset after the first character, *pThird the one
+    // after the second, *pFirstRank the first character's rank.
+    auto secondCell = [&](size_t q, size_t* pFirstEnd, size_t* pThird, int* pFirstRank) -> int64_t {
+        int nLen1;
+        int nCode1 = GetCharCode(MODE, s, q, nLen, &nLen1);
+        size_t q2 = q + static_cast<size_t>(nLen1);
+        *pFirstEnd = q2;
+        if (q2 >= nLen || ((pFirstChars[nCode1 >> 6] >> (nCode1 & 63)) & 1u) == 0) return -1;
+        int nLen2;
+        int nCode2 = GetCharCode(MODE, s, q2, nLen, &nLen2);
+        int r1 = pRanks[nCode1], r2 = pRanks[nCode2];
+        if (r2 < 0) return -1;
+        *pThird = q2 + static_cast<size_t>(nLen2);
+        *pFirstRank = r1;
+        int64_t nBase1 = pCells[r1].base;
+        int64_t p2 = (nBase1 < 0 ? -nBase1 : nBase1) + r2;
+        __builtin_prefetch(pFilter + (FilterBit(r1, r2, nFilterShift) >> 6));
+        return p2 <= nBound ? p2 : -1;
+    };
+    auto prefetch2 = [&](size_t q) -> size_t {
+        size_t nFirstEnd, nThird;
+        int r1;
+        int64_t p2 = secondCell(q, &nFirstEnd, &nThird, &r1);
+        if (p2 >= 0) __builtin_prefetch(pCells + p2);
+        return nFirstEnd;
+    };
+    auto prefetch3 = [&](size_t q) -> size_t {
+        size_t nFirstEnd, q3 = nLen;
+        int r1 = -1;
+        int64_t p2 = secondCell(q, &nFirstEnd, &q3, &r1);
+        if (p2 >= 0 && q3 < nLen && pCells[p2].check == r1) {
+            int nLen3;
+            int r3 = pRanks[GetCharCode(MODE, s, q3, nLen, &nLen3)];
+            int64_t nBase2 = pCells[p2].base;
+            int64_t p3 = (nBase2 < 0 ? -nBase2 : nBase2) + r3;
+            if (r3 >= 0 && nBase2 != -p2 && p3 <= nBound) __builtin_prefetch(pCells + p3);
+        }
+        return nFirstEnd;
+    };
+    size_t nAhead2 = 0, nAhead3 = 0;
+    for (size_t nStart = 0; nStart < nLen;) {
+        if (nAhead2 < nStart) nAhead2 = nStart;
+        while (nAhead2 < nLen && nAhead2 < nStart + AHEAD2_BYTES) nAhead2 = prefetch2(nAhead2);
+        if (nAhead3 < nStart) nAhead3 = nStart;
+        while (nAhead3 < nLen && nAhead3 < nStart + AHEAD3_BYTES) nAhead3 = prefetch3(nAhead3);
+        nStart = attempt(nStart);
+    }
 }
 
 const char* CPDAT::MMScan(const char* sText, int nScanMode, char cSep) {
@@ -1285,6 +1450,9 @@ void WordTermCompare(CPDAT* pFirst, CPDAT* pSecond, std::string& sOnlyFirst, std
 
 void CPDAT::Clear() {
     std::vector<state>().swap(m_vecData);
+    std::vector<uint64_t>().swap(m_vecScanFilter);
+    std::vector<uint64_t>().swap(m_vecFirstChars);
+    m_nFilterShift = 64;
     m_nLowerBound = 0;
     m_nItemCount = 0;
     std::fill(m_charset.begin(), m_charset.end(), -1);
@@ -1388,6 +1556,7 @@ int CPDAT::Load(const char* sFilename) {
     m_nLowerBound = nBound;
     m_nItemCount = nCount;
     m_nMode = nMode;
+    BuildScanFilter();
     return 1;
 }
 

@@ -3,6 +3,7 @@
 #define VINTREL_UTILITY_PDAT_H_
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
@@ -33,7 +34,8 @@ struct _stSameTermFreq : public _stTermFreq {
 // lookups keep seeing the old array until the next AddWordComplete.
 //
 // Owns: the build trie (until AddWordComplete), the double array, three 65536-entry code tables, the term
-// frequency list and the result buffer of MMSegment(text, ...), MMScan and MMFullScan.
+// frequency list, the result buffer of MMSegment(text, ...), MMScan and MMFullScan, and the scan filter
+// (see SetScanFilter).
 //
 // Character modes: 0 folds ASCII capitals and reads GBK pairs; 1 reads every byte on its own; 2 reads GBK
 // pairs and also folds full-width digits and letters, brackets and quotes, and turns a run of separators
@@ -41,7 +43,7 @@ struct _stSameTermFreq : public _stTermFreq {
 //
 // Threads: a compiled dictionary is read-only for Find, GetMaxWord, GetWords and MMScanPosition (and the
 // MMSegment form with caller buffers), which may run from many threads at once. Building, Load, Import,
-// SetEmpty, GetTopWords and the MMSegment/MMScan/MMFullScan forms that use the internal result buffer
+// SetEmpty, SetScanFilter, GetTopWords and the MMSegment/MMScan/MMFullScan forms that use the internal result buffer
 // need exclusive use.
 class CPDAT {
 public:
@@ -111,6 +113,16 @@ public:
     // AddWordComplete: compiles the build trie into the double array and frees the trie; returns 1 (a
     // second call does nothing).
     int AddWordComplete();
+
+    // SetScanFilter: chooses when the scan filter is kept. The scan filter is an in-memory bitset (never
+    // saved, at most 1 MiB) of the first two characters' ranks of every word, derived from the compiled
+    // array; MMScanPosition consults it before the second step of a walk, so that most start offsets end
+    // without reading a cell far out in the array. It only ever rules out steps that fail, so scan results
+    // are the same with or without it. By default it is built by AddWordComplete and Load when the array
+    // has at least 65536 cells; true builds it now and after every later compile or load whatever the size
+    // (tests use this), false drops it and builds none. Threads: needs exclusive use, like building; call
+    // it before the dictionary is shared.
+    void SetScanFilter(bool bOn);
 
     // MMScanPosition: appends to vecResult every hit of a forward longest-match scan of sText and returns 0.
     // nScanMode 1 reports overlapping hits (each attempt restarts one character after its start) and lets
@@ -202,6 +214,12 @@ private:
     // Step: one step of the walk from a cell with base nBase to the child of rank nRank whose cell must
     // check nPrev; the new cell index, or -1 when the step fails. REQUIRES: the array is not empty.
     int Step(int nBase, int nPrev, int nRank) const;
+    // BuildScanFilter: rebuilds (or drops) the scan filter for the current array, as SetScanFilter says.
+    void BuildScanFilter();
+    // ScanText: MMScanPosition for one character mode (0, 1, 2) and whether hits overlap (scan mode 1) and
+    // take the boundary test (scan modes other than 2).
+    template <int MODE, bool OVERLAP, bool BOUNDARY>
+    void ScanText(const unsigned char* s, size_t nLen, std::vector<_stTermPosition>& vecResult) const;
     // SegmentInto: the forward longest-match segmentation shared by both MMSegment forms. Writes the
     // segments into sOut (room for 2 * nLen + 1 bytes needed) and handles into pHandles when not null;
     // returns the number of handles.
@@ -223,6 +241,13 @@ private:
     int m_nMode = 0;                          // character coding mode 0, 1 or 2
     std::string m_sTopWords;                  // text built by GetTopWords
     bool m_bWordAddCompleted = false;         // true once AddWordComplete has compiled the trie
+    // The scan filter: bit (hash of first rank, second rank) >> m_nFilterShift is set for every two-step
+    // path of the array; m_vecFirstChars has bit c set when the walk's first step succeeds for code c.
+    // Both empty when there is no filter. m_nFilterPolicy: -1 automatic, 0 never, 1 always.
+    std::vector<uint64_t> m_vecScanFilter;
+    std::vector<uint64_t> m_vecFirstChars;
+    int m_nFilterShift = 64;
+    int m_nFilterPolicy = -1;
 };
 
 // WordTermCompare: compares the term frequencies of two dictionaries (filter words left out; a null
