@@ -103,9 +103,11 @@ struct _tComplexFilterData {
 // textual rules (m_vecComplexFilterOrg, m_vecKeywords) from the compiled form. Owns the compiled
 // rules, the id index, the data pool and the rule-text pool.
 //
-// Threads: no lock. Filter only reads and may run from many threads at once; ImportLine, Org2Data,
-// Load and Export (which rebuilds m_vecComplexFilterOrg and m_vecKeywords) write and need exclusive
-// use; the instance replaces its filter as a whole under its own mutex.
+// Threads: no lock. Filter only reads the compiled form and may run from many threads at once.
+// ImportLine, Org2Data and Load write and need exclusive use. Export writes only the textual rules
+// (m_vecComplexFilterOrg, m_vecKeywords), which Filter never reads, so it may run beside Filter but
+// not beside another Export or a reader of those lists. The instance replaces its filter as a whole
+// under its own mutex.
 class CComplexFilter {
 public:
     // CComplexFilter: an empty filter whose rule file is sPath (null counts as "") followed by
