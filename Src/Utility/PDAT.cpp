@@ -67,7 +67,15 @@
 //
 // Scanning. MMScanPosition is a single left-to-right pass with a start offset, a pending word and the walk
 // state; its restart rules (which decide overlapping hits in scan mode 1 and where scanning resumes after
-// a failure) are written out beside the code.
+// a failure) are written out beside the code. On a large array most of a scan's time would go into the
+// second step of each attempt: the first step lands in one of the few low cells (index = rank), the
+// second anywhere in the array. The scan filter, built from the array by AddWordComplete and Load and
+// never saved, answers without that read for most start offsets: a bitset of the codes whose first step
+// succeeds (8 KiB) and a hashed bitset of the (first rank, second rank) pairs that some cell's check
+// allows (about 16 bits per pair, at most 1 MiB). It may say "maybe" for a step that fails but never "no"
+// for one that succeeds, so hits are the same with or without it. With it the scan classifies a block of
+// character offsets at a time without branching on the answers, prefetches the second and third steps
+// of the others, and walks only those.
 //
 // Files. A .pdat file is the rank table, the lower bound, the item count, the states and the mode, raw and
 // little-endian. Load believes none of it: the file size must match the lower bound exactly, the ranks
@@ -1151,61 +1159,72 @@ void CPDAT::ScanText(const unsigned char* s, size_t nLen, std::vector<_stTermPos
         for (size_t nStart = 0; nStart < nLen;) nStart = attempt(nStart);
         return;
     }
-    // With a filter (a large array), the cells of the second and third steps are prefetched ahead of the
-    // scan: each start offset's walk reads one or two cells at random places, and issuing those reads
-    // early lets several be under way at once. The first cursor (AHEAD2_BYTES ahead) prefetches the
-    // filter word and the cell of the second step; the second (AHEAD3_BYTES ahead, by which time that
-    // cell has arrived) reads it and, when the step succeeds, prefetches the third step's cell. The
-    // cursors run over the same character boundaries as the start offsets (every start offset is the
-    // end of a character read from an earlier one); prefetches are hints only and change no result.
-    constexpr size_t AHEAD2_BYTES = 32, AHEAD3_BYTES = 12;
-    // secondCell: for the character at q (q < nLen), the index of the cell its second step would reach,
-    // or -1 when there is none; *pFirstEnd gets the offset after the first character, *pThird the one
-    // after the second, *pFirstRank the first character's rank.
-    auto secondCell = [&](size_t q, size_t* pFirstEnd, size_t* pThird, int* pFirstRank) -> int64_t {
-        int nLen1;
-        int nCode1 = GetCharCode(MODE, s, q, nLen, &nLen1);
-        size_t q2 = q + static_cast<size_t>(nLen1);
-        *pFirstEnd = q2;
-        if (q2 >= nLen || ((pFirstChars[nCode1 >> 6] >> (nCode1 & 63)) & 1u) == 0) return -1;
-        int nLen2;
-        int nCode2 = GetCharCode(MODE, s, q2, nLen, &nLen2);
-        int r1 = pRanks[nCode1], r2 = pRanks[nCode2];
-        if (r2 < 0) return -1;
-        *pThird = q2 + static_cast<size_t>(nLen2);
-        *pFirstRank = r1;
-        int64_t nBase1 = pCells[r1].base;
-        int64_t p2 = (nBase1 < 0 ? -nBase1 : nBase1) + r2;
-        __builtin_prefetch(pFilter + (FilterBit(r1, r2, nFilterShift) >> 6));
-        return p2 <= nBound ? p2 : -1;
-    };
-    auto prefetch2 = [&](size_t q) -> size_t {
-        size_t nFirstEnd, nThird;
-        int r1;
-        int64_t p2 = secondCell(q, &nFirstEnd, &nThird, &r1);
-        if (p2 >= 0) __builtin_prefetch(pCells + p2);
-        return nFirstEnd;
-    };
-    auto prefetch3 = [&](size_t q) -> size_t {
-        size_t nFirstEnd, q3 = nLen;
-        int r1 = -1;
-        int64_t p2 = secondCell(q, &nFirstEnd, &q3, &r1);
-        if (p2 >= 0 && q3 < nLen && pCells[p2].check == r1) {
-            int nLen3;
-            int r3 = pRanks[GetCharCode(MODE, s, q3, nLen, &nLen3)];
-            int64_t nBase2 = pCells[p2].base;
-            int64_t p3 = (nBase2 < 0 ? -nBase2 : nBase2) + r3;
-            if (r3 >= 0 && nBase2 != -p2 && p3 <= nBound) __builtin_prefetch(pCells + p3);
+    // With the filter (a large array) the text is taken in blocks of up to BLOCK characters. A first pass
+    // reads each character once and marks each character offset of the block "plain" when an attempt
+    // there surely ends at its first or second character with nothing pending, so that it emits nothing
+    // and the scan resumes one character later: the first step fails, or the first cell holds no word
+    // and the filter rules out the second step. That pass has no branch on the dictionary's answers, so
+    // its reads overlap in memory; it also prefetches every second step's cell. A second pass reads the
+    // second cells of the offsets that are not plain and prefetches their third steps. The last pass runs
+    // the full attempt at the offsets that are not plain and that the scan reaches. Every offset the scan
+    // resumes at ends a character read from an earlier start, so it is one of the character offsets of
+    // this left-to-right reading, and a plain offset it skips would have resumed at the next one anyway.
+    constexpr int BLOCK = 63;     // start offsets per block; one more character is read
+    size_t vecOffset[BLOCK + 1];  // character offsets
+    int vecRank[BLOCK + 1];       // their ranks, -1 when unranked
+    int64_t vecCell2[BLOCK];      // the second step's cell of a start offset, -1 when none
+    size_t nResume = 0;           // the next start offset of the scan
+    size_t q = 0;                 // the next character offset to read
+    while (q < nLen) {
+        int nCount = 0;
+        uint64_t nFirstSteps = 0;  // bit k: the first step succeeds at vecOffset[k]
+        for (; nCount <= BLOCK && q < nLen; ++nCount) {
+            int nCharLen;
+            int nCode = GetCharCode(MODE, s, q, nLen, &nCharLen);
+            nFirstSteps |= ((pFirstChars[nCode >> 6] >> (nCode & 63)) & 1u) << nCount;
+            vecOffset[nCount] = q;
+            vecRank[nCount] = pRanks[nCode];
+            q += static_cast<size_t>(nCharLen);
         }
-        return nFirstEnd;
-    };
-    size_t nAhead2 = 0, nAhead3 = 0;
-    for (size_t nStart = 0; nStart < nLen;) {
-        if (nAhead2 < nStart) nAhead2 = nStart;
-        while (nAhead2 < nLen && nAhead2 < nStart + AHEAD2_BYTES) nAhead2 = prefetch2(nAhead2);
-        if (nAhead3 < nStart) nAhead3 = nStart;
-        while (nAhead3 < nLen && nAhead3 < nStart + AHEAD3_BYTES) nAhead3 = prefetch3(nAhead3);
-        nStart = attempt(nStart);
+        // A full block's last character is only read as the second character of the offset before it;
+        // the next block starts with it.
+        const bool bMore = nCount == BLOCK + 1;
+        const int nStarts = bMore ? BLOCK : nCount;
+        if (bMore) q = vecOffset[BLOCK];
+        uint64_t nFull = 0;  // bit k: the attempt at vecOffset[k] needs the full walk
+        for (int k = 0; k < nStarts; ++k) {
+            bool bFirst = ((nFirstSteps >> k) & 1u) != 0;
+            int r1 = bFirst ? vecRank[k] : 0;  // cell r1 exists when bFirst
+            bool bHasNext = k + 1 < nCount;
+            int r2 = bHasNext ? vecRank[k + 1] : -1;
+            int r2c = r2 < 0 ? 0 : r2;
+            const state& first = pCells[r1];
+            int64_t nBase1 = first.base < 0 ? -static_cast<int64_t>(first.base) : first.base;
+            bool bFilter = FilterHas(pFilter, nFilterShift, r1, r2c);
+            int64_t p2 = nBase1 + r2c;
+            bool bStep = bFirst & (r2 >= 0) & (p2 <= nBound);
+            p2 = bStep ? p2 : -1;
+            __builtin_prefetch(pCells + (p2 < 0 ? 0 : p2));
+            vecCell2[k] = p2;
+            bool bPlain = (!bFirst) | ((first.handle < 0) & (r2 >= 0) & (!bFilter));
+            nFull |= static_cast<uint64_t>(!bPlain) << k;
+        }
+        for (uint64_t nBits = nFull; nBits != 0; nBits &= nBits - 1) {
+            int k = __builtin_ctzll(nBits);
+            int64_t p2 = vecCell2[k];
+            if (p2 < 0 || k + 2 >= nCount) continue;
+            const state& second = pCells[p2];
+            int r3 = vecRank[k + 2];
+            if (second.check != vecRank[k] || r3 < 0) continue;
+            int64_t p3 = (second.base < 0 ? -static_cast<int64_t>(second.base) : second.base) + r3;
+            if (p3 <= nBound) __builtin_prefetch(pCells + p3);
+        }
+        while (nFull != 0) {
+            int k = __builtin_ctzll(nFull);
+            nFull &= nFull - 1;
+            size_t nStart = vecOffset[k];
+            if (nStart >= nResume) nResume = attempt(nStart);
+        }
     }
 }
 
