@@ -8,6 +8,7 @@
 #include <sys/resource.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -163,6 +164,20 @@ void RunScanFilter(benchmark::State& state, const std::vector<std::string>& vecW
         benchmark::DoNotOptimize(dict.GetLowerBound());
     }
     state.counters["cells"] = dict.GetLowerBound() + 1;
+    // The filter's size as the library chooses it: the (first, second) rank pairs of the array, 16 bits
+    // each rounded up to a power of two (4096 bits to 1 MiB), plus the 8 KiB first-character bitset.
+    const CPDAT::state* pCells = dict.GetStates();
+    int64_t nCells = dict.GetLowerBound() + 1, nPairs = 0;
+    for (int64_t q = 0; pCells != nullptr && q < nCells; ++q) {
+        int c = pCells[q].check;
+        if (c < 0 || c >= nCells || c >= 65536 || pCells[c].check != -2) continue;
+        int64_t r = q - std::abs(static_cast<int64_t>(pCells[c].base));
+        nPairs += r >= 0 && r < 65536;
+    }
+    int64_t nBits = 4096;
+    while (nBits < (int64_t{1} << 23) && nBits < nPairs * 16) nBits *= 2;
+    state.counters["pairs"] = static_cast<double>(nPairs);
+    state.counters["filter_KiB"] = static_cast<double>(nBits / 8 + 8192) / 1024.0;
 }
 void BM_CPDAT_ScanFilter_Jieba(benchmark::State& state) { RunScanFilter(state, JiebaWords()); }
 void BM_CPDAT_ScanFilter_1MPairs(benchmark::State& state) { RunScanFilter(state, PairWords()); }

@@ -73,9 +73,9 @@
 // never saved, answers without that read for most start offsets: a bitset of the codes whose first step
 // succeeds (8 KiB) and a hashed bitset of the (first rank, second rank) pairs that some cell's check
 // allows (about 16 bits per pair, at most 1 MiB). It may say "maybe" for a step that fails but never "no"
-// for one that succeeds, so hits are the same with or without it. With it the scan classifies a block of
-// character offsets at a time without branching on the answers, prefetches the second and third steps
-// of the others, and walks only those.
+// for one that succeeds, so hits are the same with or without it. With it scan mode 1 (every character
+// offset is a start) classifies a block of offsets at a time without branching on the filter's answers,
+// prefetches the second and third steps of the offsets it cannot rule out, and walks only those.
 //
 // Files. A .pdat file is the rank table, the lower bound, the item count, the states and the mode, raw and
 // little-endian. Load believes none of it: the file size must match the lower bound exactly, the ranks
@@ -1155,11 +1155,14 @@ void CPDAT::ScanText(const unsigned char* s, size_t nLen, std::vector<_stTermPos
         }
     };
 
-    if (pFilter == nullptr) {
+    // Without the filter (a small array, in the caches anyway), and in scan modes 0 and 2 (whose hits
+    // skip the text they cover, so that classifying every offset in advance costs more than it saves),
+    // one attempt after another.
+    if (pFilter == nullptr || !OVERLAP) {
         for (size_t nStart = 0; nStart < nLen;) nStart = attempt(nStart);
         return;
     }
-    // With the filter (a large array) the text is taken in blocks of up to BLOCK characters. A first pass
+    // Scan mode 1 with the filter takes the text in blocks of up to BLOCK characters. A first pass
     // reads each character once and marks each character offset of the block "plain" when an attempt
     // there surely ends at its first or second character with nothing pending, so that it emits nothing
     // and the scan resumes one character later: the first step fails, or the first cell holds no word
