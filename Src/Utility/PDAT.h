@@ -114,10 +114,11 @@ public:
     // second call does nothing).
     int AddWordComplete();
 
-    // SetScanFilter: chooses when the scan filter is kept. The scan filter is an in-memory bitset (never
-    // saved, at most 1 MiB) of the first two characters' ranks of every word, derived from the compiled
-    // array; MMScanPosition consults it before the second step of a walk, so that most start offsets end
-    // without reading a cell far out in the array. It only ever rules out steps that fail, so scan results
+    // SetScanFilter: chooses when the scan filter is kept. The scan filter lives in memory only (never
+    // saved): a hashed bitset of the ranks of the first two characters of every path in the compiled
+    // array (16 bits per pair, at most 1 MiB; 520 KiB for 337k or 1M Chinese words) and an 8 KiB bitset
+    // of the codes a walk can start with. MMScanPosition consults it before the second step of a walk,
+    // so that most start offsets end without reading a cell far out in the array. It only ever rules out steps that fail, so scan results
     // are the same with or without it. By default it is built by AddWordComplete and Load when the array
     // has at least 65536 cells; true builds it now and after every later compile or load whatever the size
     // (tests use this), false drops it and builds none. Threads: needs exclusive use, like building; call
