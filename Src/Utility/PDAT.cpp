@@ -765,7 +765,8 @@ void CPDAT::BuildScanFilter() {
     auto forEachPair = [&](auto&& fn) {
         for (size_t q = 0; q < nCells; ++q) {
             int c = pCells[q].check;
-            if (c < 0 || static_cast<size_t>(c) >= nCells || c >= CODE_COUNT || pCells[c].check != -2) continue;
+            if (c < 0 || static_cast<size_t>(c) >= nCells || c >= CODE_COUNT) continue;
+            if (pCells[c].check != -2) continue;
             int64_t nBase = pCells[c].base;
             int64_t r = static_cast<int64_t>(q) - (nBase < 0 ? -nBase : nBase);
             if (r >= 0 && r < CODE_COUNT) fn(c, static_cast<int>(r));
@@ -774,7 +775,9 @@ void CPDAT::BuildScanFilter() {
     size_t nPairs = 0;
     forEachPair([&](int, int) { ++nPairs; });
     int nBitsLog = FILTER_MIN_BITS_LOG;
-    while (nBitsLog < FILTER_MAX_BITS_LOG && (size_t{1} << nBitsLog) < nPairs * FILTER_BITS_PER_PAIR) ++nBitsLog;
+    while (nBitsLog < FILTER_MAX_BITS_LOG && (size_t{1} << nBitsLog) < nPairs * FILTER_BITS_PER_PAIR) {
+        ++nBitsLog;
+    }
     m_vecScanFilter.assign((size_t{1} << nBitsLog) / 64, 0);
     m_nFilterShift = 64 - nBitsLog;
     uint64_t* pFilter = m_vecScanFilter.data();

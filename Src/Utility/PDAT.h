@@ -43,8 +43,8 @@ struct _stSameTermFreq : public _stTermFreq {
 //
 // Threads: a compiled dictionary is read-only for Find, GetMaxWord, GetWords and MMScanPosition (and the
 // MMSegment form with caller buffers), which may run from many threads at once. Building, Load, Import,
-// SetEmpty, SetScanFilter, GetTopWords and the MMSegment/MMScan/MMFullScan forms that use the internal result buffer
-// need exclusive use.
+// SetEmpty, SetScanFilter, GetTopWords and the MMSegment/MMScan/MMFullScan forms that use the internal
+// result buffer need exclusive use.
 class CPDAT {
 public:
     // One cell of the double array; an unused cell is (-1, -1, -1).
@@ -118,11 +118,11 @@ public:
     // saved): a hashed bitset of the ranks of the first two characters of every path in the compiled
     // array (16 bits per pair, at most 1 MiB; 520 KiB for 337k or 1M Chinese words) and an 8 KiB bitset
     // of the codes a walk can start with. MMScanPosition consults it before the second step of a walk,
-    // so that most start offsets end without reading a cell far out in the array. It only ever rules out steps that fail, so scan results
-    // are the same with or without it. By default it is built by AddWordComplete and Load when the array
-    // has at least 65536 cells; true builds it now and after every later compile or load whatever the size
-    // (tests use this), false drops it and builds none. Threads: needs exclusive use, like building; call
-    // it before the dictionary is shared.
+    // so that most start offsets end without reading a cell far out in the array. It only ever rules out
+    // steps that fail, so scan results are the same with or without it. By default it is built by
+    // AddWordComplete and Load when the array has at least 65536 cells; true builds it now and after every
+    // later compile or load whatever the size (tests use this), false drops it and builds none. Threads:
+    // needs exclusive use, like building; call it before the dictionary is shared.
     void SetScanFilter(bool bOn);
 
     // MMScanPosition: appends to vecResult every hit of a forward longest-match scan of sText and returns 0.
