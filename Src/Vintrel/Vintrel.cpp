@@ -242,13 +242,13 @@ const char* CVintrel::Scan(const char* sContent) {
         pSet = m_pDicts;
         pFreq = m_pKeyFreq;
     }
-    if (!pSet->m_pKeyDict) {
-        ReportError("Keyword Dictionary is Empty!");
-        return ReturnText("");
-    }
     if (sContent == nullptr) {
         ReportError("The text to scan is NULL!");
         return nullptr;
+    }
+    if (!pSet->m_pKeyDict) {
+        ReportError("Keyword Dictionary is Empty!");
+        return ReturnText("");
     }
     std::string sGBK;
     const char* sText = sContent;
