@@ -16,6 +16,7 @@
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
+#include <algorithm>
 #include <cstring>
 #include <unordered_set>
 
@@ -156,6 +157,21 @@ void RemoveTree(const std::string& sDir) {
 CDictionarySet::CDictionarySet() = default;
 CDictionarySet::~CDictionarySet() = default;
 
+void CDictionarySet::BuildKeyCells() {
+    m_nKeyCells = m_pKeyDict ? m_pKeyDict->GetItemCount() : 0;
+    m_pKeyCells.reset(new _stKeyCell[m_nKeyCells]);
+    for (size_t h = 0; h < m_nKeyCells && m_pKeyPOS; ++h) {
+        int nCount = 0;
+        const POS_info* pInfo = m_pKeyPOS->GetPOS(static_cast<int>(h), &nCount);
+        _stKeyCell& cell = m_pKeyCells[h];
+        cell.nClasses = static_cast<unsigned char>(pInfo == nullptr ? 0 : nCount > 255 ? 255 : nCount);
+        if (pInfo != nullptr && nCount == 1) {
+            cell.nClass = pInfo[0].POS_id;
+            cell.nWeight = pInfo[0].freq;
+        }
+    }
+}
+
 // The new dictionaries of an import or deletion, and where their files were staged.
 struct CVintrel::CBuild {
     std::shared_ptr<CDictionarySet> pSet = std::make_shared<CDictionarySet>();
@@ -196,7 +212,6 @@ CVintrel::CVintrel(const char* sDataPath, int nHandle, const char* sDelimiter)
         pSet->m_pKeyWordList.reset();
         pSet->m_pKeyPOS.reset();
     }
-    if (pSet->m_pKeyDict) m_pKeyFreq = std::make_shared<CUnigram>(pSet->m_pKeyDict->GetLowerBound());
     pSet->m_pClassDict.reset(new CPDAT());
     if (pSet->m_pClassDict->Load((p + "class.pdat").c_str()) != 1) {
         ReportError("Cannot open key dictionary file " + p + "class.pdat");
@@ -218,6 +233,7 @@ CVintrel::CVintrel(const char* sDataPath, int nHandle, const char* sDelimiter)
     if (!pSet->m_pPY2Word->Load()) pSet->m_pPY2Word.reset();
     pSet->m_pComplexFilter.reset(new CComplexFilter(p.c_str()));
     if (!pSet->m_pComplexFilter->Load()) pSet->m_pComplexFilter.reset();
+    pSet->BuildKeyCells();
     m_pDicts = pSet;
     m_lStart = clock();
 }
@@ -235,13 +251,7 @@ const char* CVintrel::ReturnText(const std::string& sText) { return m_pBufManage
 // Plain scan and statistics.
 
 const char* CVintrel::Scan(const char* sContent) {
-    std::shared_ptr<const CDictionarySet> pSet;
-    std::shared_ptr<CUnigram> pFreq;
-    {
-        std::lock_guard<std::mutex> lock(m_mutex);
-        pSet = m_pDicts;
-        pFreq = m_pKeyFreq;
-    }
+    std::shared_ptr<const CDictionarySet> pSet = Dictionaries();
     if (sContent == nullptr) {
         ReportError("The text to scan is NULL!");
         return nullptr;
@@ -267,9 +277,15 @@ const char* CVintrel::Scan(const char* sContent) {
     std::vector<int> vecId(static_cast<size_t>(nClasses));
     for (int i = 0; i < nClasses; ++i) vecId[static_cast<size_t>(i)] = i;
     for (const _stTermPosition& hit : vecHits) {
-        if (pFreq) pFreq->AddFreq(hit.nHandle, 1);
+        if (hit.nHandle < 0 || static_cast<size_t>(hit.nHandle) >= pSet->m_nKeyCells) continue;
+        _stKeyCell& cell = pSet->m_pKeyCells[hit.nHandle];
+        cell.nHits.fetch_add(1, std::memory_order_relaxed);
+        if (cell.nClasses == 1) {
+            if (cell.nClass < nClasses) vecTotal[cell.nClass] += cell.nWeight;
+            continue;
+        }
         int nCount = 0;
-        const POS_info* pInfo = pSet->m_pKeyPOS ? pSet->m_pKeyPOS->GetPOS(hit.nHandle, &nCount) : nullptr;
+        const POS_info* pInfo = cell.nClasses > 1 ? pSet->m_pKeyPOS->GetPOS(hit.nHandle, &nCount) : nullptr;
         for (int k = 0; pInfo != nullptr && k < nCount; ++k)
             if (pInfo[k].POS_id < nClasses) vecTotal[pInfo[k].POS_id] += pInfo[k].freq;
     }
@@ -303,12 +319,10 @@ bool CVintrel::FreqStat(const char* sResultFile) {
         return false;
     }
     std::shared_ptr<const CDictionarySet> pSet;
-    std::shared_ptr<CUnigram> pFreq;
     size_t nLines, nHits;
     {
         std::lock_guard<std::mutex> lock(m_mutex);
         pSet = m_pDicts;
-        pFreq = m_pKeyFreq;
         m_lEnd = clock();
         nLines = m_nLineCount;
         nHits = m_nHitCount;
@@ -318,8 +332,14 @@ bool CVintrel::FreqStat(const char* sResultFile) {
         ReportError(std::string("Error open  ") + sResultFile);
         return false;
     }
+    // Every keyword hit at least once, most hits first (equal counts by handle).
     std::vector<unigram_elem> vecFreq;
-    if (pFreq) pFreq->OutputFreq(vecFreq);
+    for (size_t h = 0; h < pSet->m_nKeyCells; ++h) {
+        int nCount = pSet->m_pKeyCells[h].nHits.load(std::memory_order_relaxed);
+        if (nCount > 0) vecFreq.push_back(unigram_elem{static_cast<int>(h), nCount});
+    }
+    std::stable_sort(vecFreq.begin(), vecFreq.end(),
+                     [](const unigram_elem& a, const unigram_elem& b) { return a.freq > b.freq; });
     float fSeconds = static_cast<float>(m_lEnd - m_lStart) / 1000000;
     float fSpeed = static_cast<float>(nLines) / fSeconds;
     // Deliberate: nothing guards 0 / 0 before any line was scanned (the rate prints as not a number).
@@ -459,18 +479,14 @@ bool CVintrel::Install(CBuild& build) {
             return false;
         }
     }
-    // The counters carry over to the new set, handle by handle, grown to its size.
+    // The hit counters carry over to the new set, handle by handle (hits counted by scans that still
+    // use the old set after this point are not carried over).
+    build.pSet->BuildKeyCells();
     std::lock_guard<std::mutex> lock(m_mutex);
-    int nBound = build.pSet->m_pKeyDict ? build.pSet->m_pKeyDict->GetLowerBound() : 0;
-    if (!m_pKeyFreq || m_pKeyFreq->GetBound() < nBound) {
-        auto pFreq = std::make_shared<CUnigram>(nBound);
-        if (m_pKeyFreq) {
-            std::vector<unigram_elem> vecOld;
-            m_pKeyFreq->OutputFreq(vecOld);
-            for (const unigram_elem& e : vecOld) pFreq->AddFreq(e.handle, e.freq);
-        }
-        m_pKeyFreq = pFreq;
-    }
+    size_t nCommon = std::min(build.pSet->m_nKeyCells, m_pDicts->m_nKeyCells);
+    for (size_t h = 0; h < nCommon; ++h)
+        build.pSet->m_pKeyCells[h].nHits.store(m_pDicts->m_pKeyCells[h].nHits.load(std::memory_order_relaxed),
+                                               std::memory_order_relaxed);
     m_pDicts = build.pSet;
     return true;
 }

@@ -3,6 +3,7 @@
 #ifndef VINTREL_VINTREL_VINTREL_H_
 #define VINTREL_VINTREL_VINTREL_H_
 
+#include <atomic>
 #include <ctime>
 #include <memory>
 #include <mutex>
@@ -18,7 +19,6 @@ class CPDAT;
 class CPinyin;
 class CPOS;
 class CStrTran;
-class CUnigram;
 class CWordList;
 
 // The library's shared converters, owned by the exported interface (VT_Init .. VT_Exit): the encoding
@@ -27,6 +27,15 @@ class CWordList;
 extern CCodeTran* g_pVintrelCodeTranslator;
 extern CStrTran* g_pXingZiTran;
 extern CPinyin* g_pPinyin;
+
+// What a scan needs of one keyword, in one place: its hit counter and, when it has exactly one class,
+// that class and weight (nClasses 0: none; 2 or more: read the class table).
+struct _stKeyCell {
+    std::atomic<int> nHits{0};
+    int nWeight = 0;
+    unsigned char nClass = 255;
+    unsigned char nClasses = 0;
+};
 
 // CDictionarySet: the dictionaries one instance scans with. A set never changes once built; an import
 // or deletion builds a new set and the instance switches to it in one step, so a scan sees either
@@ -46,6 +55,13 @@ public:
     std::shared_ptr<CWordList> m_pClassWordList;     // class id -> class name
     std::shared_ptr<CComplexFilter> m_pComplexFilter;  // compound rules; null when none
     std::shared_ptr<CStrTran> m_pPY2Word;            // pinyin -> keyword; null when none
+    // Per keyword handle (0 .. key dictionary item count - 1): hit counter, single class and weight.
+    // The counters are the instance's statistics; a new set takes them over handle by handle.
+    std::unique_ptr<_stKeyCell[]> m_pKeyCells;
+    size_t m_nKeyCells = 0;
+
+    // BuildKeyCells: the per-keyword cells from the key dictionary and class table (counters 0).
+    void BuildKeyCells();
 };
 
 // CVintrel is one scanner instance. Its files live under m_sCommFile = <data>/Vintrelner/Filter<N>_,
@@ -109,10 +125,9 @@ private:
     // ReturnText: registers a copy of sText with the buffer manager and returns it.
     const char* ReturnText(const std::string& sText);
 
-    mutable std::mutex m_mutex;      // guards m_pDicts, the counters and the counter table swap
+    mutable std::mutex m_mutex;      // guards m_pDicts and the line and hit counts
     std::mutex m_hUpdate;            // one import or deletion at a time
     std::shared_ptr<const CDictionarySet> m_pDicts;
-    std::shared_ptr<CUnigram> m_pKeyFreq;  // hits per keyword handle; carried over by imports
     std::string m_sDataPath;
     std::string m_sCommFile;
     std::unique_ptr<CBufferManager> m_pBufManager;
