@@ -102,6 +102,20 @@ private:
     std::string m_sPath;
 };
 
+// The library writes its log files to the working directory: run in a scratch one, removed at exit.
+struct CScratchWorkingDirectory {
+    CScratchWorkingDirectory() {
+        char sTemplate[] = "/tmp/vintrel-bench-cwd-XXXXXX";
+        if (mkdtemp(sTemplate) == nullptr || chdir(sTemplate) != 0) return;
+        m_sPath = sTemplate;
+    }
+    ~CScratchWorkingDirectory() {
+        std::string s = "rm -rf '" + m_sPath + "'";
+        if (!m_sPath.empty() && std::system(s.c_str()) != 0) return;
+    }
+    std::string m_sPath;
+} g_scratch;
+
 long PeakRSSMiB() {
     rusage usage{};
     getrusage(RUSAGE_SELF, &usage);
