@@ -266,29 +266,41 @@ const char* CVintrel::Scan(const char* sContent) {
         sText = g_pVintrelCodeTranslator->CodeToGBK(sContent, sGBK);
         if (sText == nullptr) sText = "";
     }
+    // Working space of this thread, kept between calls.
+    thread_local std::vector<char> vecText;
+    thread_local std::vector<_stTermPosition> vecHits;
+    thread_local std::vector<int> vecTotal, vecId;
+    if (vecText.capacity() > (size_t{1} << 20)) std::vector<char>().swap(vecText);  // no huge leftovers
+    if (vecHits.capacity() > (size_t{1} << 16)) std::vector<_stTermPosition>().swap(vecHits);
     // The text is standardised as keywords were at import, so that both meet in the same form.
-    std::vector<char> vecText(sText, sText + std::strlen(sText) + 1);
+    vecText.assign(sText, sText + std::strlen(sText) + 1);
     WordStandard(vecText.data());
-    std::vector<_stTermPosition> vecHits;
+    vecHits.clear();
     pSet->m_pKeyDict->MMScanPosition(vecText.data(), vecHits, 1);
 
     const int nClasses = pSet->m_pClassDict ? static_cast<int>(pSet->m_pClassDict->GetItemCount()) : 0;
-    std::vector<int> vecTotal(static_cast<size_t>(nClasses), 0);
-    std::vector<int> vecId(static_cast<size_t>(nClasses));
+    vecTotal.assign(static_cast<size_t>(nClasses), 0);
+    vecId.resize(static_cast<size_t>(nClasses));
     for (int i = 0; i < nClasses; ++i) vecId[static_cast<size_t>(i)] = i;
+    bool bPositive = false;
     for (const _stTermPosition& hit : vecHits) {
         if (hit.nHandle < 0 || static_cast<size_t>(hit.nHandle) >= pSet->m_nKeyCells) continue;
         _stKeyCell& cell = pSet->m_pKeyCells[hit.nHandle];
         cell.nHits.fetch_add(1, std::memory_order_relaxed);
         if (cell.nClasses == 1) {
             if (cell.nClass < nClasses) vecTotal[cell.nClass] += cell.nWeight;
+            bPositive = bPositive || cell.nWeight > 0;
             continue;
         }
         int nCount = 0;
         const POS_info* pInfo = cell.nClasses > 1 ? pSet->m_pKeyPOS->GetPOS(hit.nHandle, &nCount) : nullptr;
-        for (int k = 0; pInfo != nullptr && k < nCount; ++k)
+        for (int k = 0; pInfo != nullptr && k < nCount; ++k) {
             if (pInfo[k].POS_id < nClasses) vecTotal[pInfo[k].POS_id] += pInfo[k].freq;
+            bPositive = bPositive || pInfo[k].freq > 0;
+        }
     }
+    // Without a positive weight no total can be positive: the result is empty, nothing to order.
+    if (!bPositive) return ReturnText("");
     // Deliberate: an exchange sort, which decides the order of equal totals.
     for (int i = 0; i + 1 < nClasses; ++i) {
         for (int j = i + 1; j < nClasses; ++j) {
