@@ -69,6 +69,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "BuildCommon.h"
 #include "DORVANE/Segment/Bigram.h"
 #include "DORVANE/Segment/FSA.h"
 #include "DORVANE/Tagger/ContextStat.h"
@@ -117,70 +118,12 @@ const char STOP_CHARS[] =
     "\xB6\xF8\xB0\xD1\xB1\xBB\xB6\xD4\xB4\xD3\xCF\xF2\xCE\xAA\xD2\xD4\xD3\xDA\xC9\xCF\xCF\xC2"
     "\xD6\xD0\xB2\xBB\xD3\xD0\xD5\xE2\xC4\xC7\xB8\xF6\xC3\xC7\xCB\xB5";
 
-[[noreturn]] void Fail(const std::string& sMessage) { throw std::runtime_error(sMessage); }
 
-std::string ReadBytes(const std::string& sPath) {
-    FILE* fp = std::fopen(sPath.c_str(), "rb");
-    if (fp == nullptr) Fail("cannot open " + sPath + ": " + std::strerror(errno));
-    std::string sAll;
-    char buf[65536];
-    size_t nRead;
-    while ((nRead = std::fread(buf, 1, sizeof(buf), fp)) > 0) sAll.append(buf, nRead);
-    bool bError = std::ferror(fp) != 0;
-    std::fclose(fp);
-    if (bError) Fail("cannot read " + sPath);
-    return sAll;
-}
 
-void WriteBytes(const std::string& sPath, const std::string& sBytes) {
-    FILE* fp = std::fopen(sPath.c_str(), "wb");
-    if (fp == nullptr) Fail("cannot write " + sPath);
-    bool bOk = std::fwrite(sBytes.data(), 1, sBytes.size(), fp) == sBytes.size();
-    bOk = std::fclose(fp) == 0 && bOk;
-    if (!bOk) Fail("cannot write " + sPath);
-}
 
-// ReadLines: the lines of a file without their CR/LF ends.
-std::vector<std::string> ReadLines(const std::string& sPath) {
-    std::string sAll = ReadBytes(sPath);
-    std::vector<std::string> vecLines;
-    size_t nStart = 0;
-    while (nStart < sAll.size()) {
-        size_t nEnd = sAll.find('\n', nStart);
-        if (nEnd == std::string::npos) nEnd = sAll.size();
-        std::string sLine = sAll.substr(nStart, nEnd - nStart);
-        while (!sLine.empty() && sLine.back() == '\r') sLine.pop_back();
-        vecLines.push_back(std::move(sLine));
-        nStart = nEnd + 1;
-    }
-    return vecLines;
-}
 
-std::vector<std::string> Split(const std::string& sLine, char cSep) {
-    std::vector<std::string> vecFields;
-    size_t nStart = 0;
-    for (;;) {
-        size_t nEnd = sLine.find(cSep, nStart);
-        vecFields.push_back(sLine.substr(nStart, nEnd == std::string::npos ? nEnd : nEnd - nStart));
-        if (nEnd == std::string::npos) return vecFields;
-        nStart = nEnd + 1;
-    }
-}
 
-std::string Where(const std::string& sPath, size_t nLine) {
-    return sPath + ":" + std::to_string(nLine + 1);
-}
 
-// GbkChars: a GBK text cut into characters (a byte with the top bit set takes the next byte).
-std::vector<std::string> GbkChars(const std::string& sText) {
-    std::vector<std::string> vecChars;
-    for (size_t i = 0; i < sText.size();) {
-        size_t nLen = (static_cast<unsigned char>(sText[i]) & 0x80) && i + 1 < sText.size() ? 2 : 1;
-        vecChars.push_back(sText.substr(i, nLen));
-        i += nLen;
-    }
-    return vecChars;
-}
 
 // Utf8ToGbk: the GBK text of a UTF-8 text through the code point table; false when a sequence is
 // malformed or a code point has no GBK text.

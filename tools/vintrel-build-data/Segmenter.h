@@ -12,7 +12,7 @@
 // "/segmenter/" and the character classes already written to sOutputDir + "/charset.type".
 // mapCodeToGbk (code point -> GBK text) converts the UTF-8 name list. Returns the names of the
 // files written, relative to sOutputDir ("Data/CoreDict.pdat", ...), in a fixed order. Throws
-// std::runtime_error with the reason when a source is missing or bad or a file cannot be written.
+// CBuildError (BuildCommon.h) with the reason when a source is missing or bad or a file cannot be written.
 std::vector<std::string> BuildSegmenterData(const std::string& sSourceDir,
                                             const std::string& sOutputDir,
                                             const std::map<uint32_t, std::string>& mapCodeToGbk);

@@ -97,6 +97,7 @@
 
 #include "Segmenter.h"
 #include "Utility/Charset.h"
+#include "BuildCommon.h"
 #include "Utility/IDMaps.h"
 #include "Utility/PDAT.h"
 #include "Utility/Pinyin.h"
@@ -117,13 +118,6 @@ constexpr int CLASS_FOREIGN = 7;
 constexpr int CLASS_NUMBER = 8;
 constexpr int CLASS_SYMBOL = 9;
 constexpr int CLASS_BLANK = 28;
-
-// CBuildError: the reason the build stopped; main prints it and exits 1.
-struct CBuildError {
-    std::string sMessage;
-};
-
-[[noreturn]] void Fail(const std::string& sMessage) { throw CBuildError{sMessage}; }
 
 // CQuietStdout: sends standard output to /dev/null while it lives, so the importers' progress lines
 // do not flood the build log. Restores it on destruction.
@@ -150,45 +144,8 @@ private:
     int m_nSaved = -1;
 };
 
-// ReadLines: the lines of a file, without their CR/LF ends. Fails when the file cannot be read.
-std::vector<std::string> ReadLines(const std::string& sPath) {
-    FILE* fp = std::fopen(sPath.c_str(), "rb");
-    if (fp == nullptr) Fail("cannot open " + sPath + ": " + std::strerror(errno));
-    std::string sAll;
-    char buf[65536];
-    size_t nRead;
-    while ((nRead = std::fread(buf, 1, sizeof(buf), fp)) > 0) sAll.append(buf, nRead);
-    bool bError = std::ferror(fp) != 0;
-    std::fclose(fp);
-    if (bError) Fail("cannot read " + sPath);
-    std::vector<std::string> vecLines;
-    size_t nStart = 0;
-    while (nStart < sAll.size()) {
-        size_t nEnd = sAll.find('\n', nStart);
-        if (nEnd == std::string::npos) nEnd = sAll.size();
-        std::string sLine = sAll.substr(nStart, nEnd - nStart);
-        while (!sLine.empty() && sLine.back() == '\r') sLine.pop_back();
-        vecLines.push_back(std::move(sLine));
-        nStart = nEnd + 1;
-    }
-    return vecLines;
-}
 
-std::vector<std::string> Split(const std::string& sLine, char cSep) {
-    std::vector<std::string> vecFields;
-    size_t nStart = 0;
-    for (;;) {
-        size_t nEnd = sLine.find(cSep, nStart);
-        vecFields.push_back(sLine.substr(nStart, nEnd == std::string::npos ? nEnd : nEnd - nStart));
-        if (nEnd == std::string::npos) return vecFields;
-        nStart = nEnd + 1;
-    }
-}
 
-// Where, for messages: "file:line".
-std::string Where(const std::string& sPath, size_t nLine) {
-    return sPath + ":" + std::to_string(nLine + 1);
-}
 
 // ParseHexBytes: "A1A1" -> two bytes, "61" -> one, "49 4A" -> "IJ" (codes separated by blanks).
 // False for anything else.
@@ -246,17 +203,6 @@ std::string Utf8(uint32_t nCode) {
     return s;
 }
 
-// GbkChars: a GBK text cut into characters (a byte with the top bit set and a byte after it form
-// one character).
-std::vector<std::string> GbkChars(const std::string& sText) {
-    std::vector<std::string> vecChars;
-    for (size_t i = 0; i < sText.size();) {
-        size_t nLen = (static_cast<unsigned char>(sText[i]) & 0x80) && i + 1 < sText.size() ? 2 : 1;
-        vecChars.push_back(sText.substr(i, nLen));
-        i += nLen;
-    }
-    return vecChars;
-}
 
 // ---------------------------------------------------------------------------------------------------
 // The text sources.
