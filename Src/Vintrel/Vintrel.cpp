@@ -127,6 +127,23 @@ private:
     std::unordered_set<std::string> m_setNames;
 };
 
+// KeywordRows: a WORD_INFO for every class-table row of the set (in keyword handle order), leaving
+// out the keywords listed in vecExcluded; their class names go to classes. Nothing without a table.
+void KeywordRows(const CDictionarySet& set, const std::vector<int>& vecExcluded, std::vector<WORD_INFO>& vecOut,
+                 CClassList& classes) {
+    if (!set.m_pKeyPOS || !set.m_pKeyWordList || !set.m_pClassWordList) return;
+    std::vector<POS_elem> vecRows;
+    set.m_pKeyPOS->GetAllItem(vecRows, vecExcluded);
+    for (const POS_elem& row : vecRows) {
+        WORD_INFO w;
+        w.word = set.m_pKeyWordList->GetWord(row.handle);
+        w.store_info = set.m_pClassWordList->GetWord(row.POS_id);
+        w.weight = row.freq;
+        classes.Add(w.store_info);
+        vecOut.push_back(std::move(w));
+    }
+}
+
 // FileName: the last path component.
 std::string FileName(const std::string& sPath) {
     size_t nSlash = sPath.rfind('/');
@@ -452,6 +469,16 @@ bool CVintrel::BuildFromRows(std::vector<WORD_INFO>& vecWordClassFreq, std::vect
     return true;
 }
 
+FILE* CVintrel::OpenCallerFile(const char* sFilenameO, const char* sMode) {
+    const std::string sFilename = sFilenameO != nullptr ? ToGBK(sFilenameO) : std::string();
+    FILE* fp = sFilenameO != nullptr ? std::fopen(sFilename.c_str(), sMode) : nullptr;
+    if (fp == nullptr) {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        WriteError("Failed Open file " + sFilename);
+    }
+    return fp;
+}
+
 bool CVintrel::Stage(CBuild& build) {
     // The files go to a staging directory beside the instance's files (same file system, so that
     // they can be renamed into place).
@@ -505,29 +532,13 @@ bool CVintrel::Install(CBuild& build) {
 
 int CVintrel::ImportUserDict(const char* sFilenameO, bool bOverwrite) {
     std::lock_guard<std::mutex> update(m_hUpdate);
-    const std::string sFilename = sFilenameO != nullptr ? ToGBK(sFilenameO) : std::string();
-    FilePtr fp(sFilenameO != nullptr ? std::fopen(sFilename.c_str(), "rb") : nullptr);
-    if (!fp) {
-        std::lock_guard<std::mutex> lock(m_mutex);
-        WriteError("Failed Open file " + sFilename);
-        return 0;
-    }
+    FilePtr fp(OpenCallerFile(sFilenameO, "rb"));
+    if (!fp) return 0;
     std::shared_ptr<const CDictionarySet> pOld = Dictionaries();
     std::vector<WORD_INFO> vecWordClassFreq;
     CClassList classes;
     std::vector<map_str> vecPY2Word;
-    if (!bOverwrite && pOld->m_pKeyPOS && pOld->m_pKeyWordList && pOld->m_pClassWordList) {
-        std::vector<POS_elem> vecRows;
-        pOld->m_pKeyPOS->GetAllItem(vecRows, std::vector<int>());
-        for (const POS_elem& row : vecRows) {
-            WORD_INFO w;
-            w.word = pOld->m_pKeyWordList->GetWord(row.handle);
-            w.store_info = pOld->m_pClassWordList->GetWord(row.POS_id);
-            w.weight = row.freq;
-            classes.Add(w.store_info);
-            vecWordClassFreq.push_back(std::move(w));
-        }
-    }
+    if (!bOverwrite) KeywordRows(*pOld, std::vector<int>(), vecWordClassFreq, classes);
     if (!bOverwrite && pOld->m_pComplexFilter && pOld->m_pKeyWordList && pOld->m_pClassWordList) {
         // Export rebuilds only the textual rules, which scans never read (they match the compiled
         // ones), and imports and deletions run one at a time.
@@ -613,13 +624,8 @@ int CVintrel::ImportUserDict(const char* sFilenameO, bool bOverwrite) {
 
 int CVintrel::DeleteUserDict(const char* sFilenameO) {
     std::lock_guard<std::mutex> update(m_hUpdate);
-    const std::string sFilename = sFilenameO != nullptr ? ToGBK(sFilenameO) : std::string();
-    FilePtr fp(sFilenameO != nullptr ? std::fopen(sFilename.c_str(), "rb") : nullptr);
-    if (!fp) {
-        std::lock_guard<std::mutex> lock(m_mutex);
-        WriteError("Failed Open file " + sFilename);
-        return 0;
-    }
+    FilePtr fp(OpenCallerFile(sFilenameO, "rb"));
+    if (!fp) return 0;
     std::shared_ptr<const CDictionarySet> pOld = Dictionaries();
     std::vector<int> vecWordIdList;
     std::string sLine, sWord;
@@ -638,18 +644,7 @@ int CVintrel::DeleteUserDict(const char* sFilenameO) {
     fp.reset();
     std::vector<WORD_INFO> vecWordClassFreq;
     CClassList classes;
-    if (pOld->m_pKeyPOS && pOld->m_pKeyWordList && pOld->m_pClassWordList) {
-        std::vector<POS_elem> vecRows;
-        pOld->m_pKeyPOS->GetAllItem(vecRows, vecWordIdList);
-        for (const POS_elem& row : vecRows) {
-            WORD_INFO w;
-            w.word = pOld->m_pKeyWordList->GetWord(row.handle);
-            w.store_info = pOld->m_pClassWordList->GetWord(row.POS_id);
-            w.weight = row.freq;
-            classes.Add(w.store_info);
-            vecWordClassFreq.push_back(std::move(w));
-        }
-    }
+    KeywordRows(*pOld, vecWordIdList, vecWordClassFreq, classes);
     CBuild build;
     if (!Stage(build) || !BuildFromRows(vecWordClassFreq, classes.Names(), nullptr, true, build)) return 0;
     // Deliberate: the rules and the pinyin table stay as they were (the rules keep the old ids).
@@ -661,24 +656,14 @@ int CVintrel::DeleteUserDict(const char* sFilenameO) {
 }
 
 int CVintrel::ExportKeyDict(const char* sFilenameO) {
-    const std::string sFilename = sFilenameO != nullptr ? ToGBK(sFilenameO) : std::string();
-    FilePtr fp(sFilenameO != nullptr ? std::fopen(sFilename.c_str(), "wb") : nullptr);
-    if (!fp) {
-        std::lock_guard<std::mutex> lock(m_mutex);
-        WriteError("Failed Open file " + sFilename);
-        return 0;
-    }
+    FilePtr fp(OpenCallerFile(sFilenameO, "wb"));
+    if (!fp) return 0;
     std::shared_ptr<const CDictionarySet> pSet = Dictionaries();
     std::fputs("Word\tClass\tWeight\n", fp.get());
-    int nRows = 0;
-    if (pSet->m_pKeyPOS && pSet->m_pKeyWordList && pSet->m_pClassWordList) {
-        std::vector<POS_elem> vecRows;
-        pSet->m_pKeyPOS->GetAllItem(vecRows, std::vector<int>());
-        for (const POS_elem& row : vecRows) {
-            std::fprintf(fp.get(), "%s\t%s\t%d\n", pSet->m_pKeyWordList->GetWord(row.handle),
-                         pSet->m_pClassWordList->GetWord(row.POS_id), row.freq);
-            ++nRows;
-        }
-    }
-    return std::fclose(fp.release()) == 0 ? nRows : 0;
+    std::vector<WORD_INFO> vecRows;
+    CClassList classes;
+    KeywordRows(*pSet, std::vector<int>(), vecRows, classes);
+    for (const WORD_INFO& w : vecRows)
+        std::fprintf(fp.get(), "%s\t%s\t%d\n", w.word.c_str(), w.store_info.c_str(), w.weight);
+    return std::fclose(fp.release()) == 0 ? static_cast<int>(vecRows.size()) : 0;
 }

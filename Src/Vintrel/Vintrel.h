@@ -4,6 +4,7 @@
 #define VINTREL_VINTREL_VINTREL_H_
 
 #include <atomic>
+#include <cstdio>
 #include <ctime>
 #include <memory>
 #include <mutex>
@@ -112,6 +113,9 @@ private:
     // The result of building new dictionaries: the set and the staging directory holding its files.
     struct CBuild;
 
+    // OpenCallerFile: opens a file named in the caller's encoding; null after reporting "Failed Open
+    // file <name>" when it cannot be opened.
+    FILE* OpenCallerFile(const char* sFilenameO, const char* sMode);
     // Stage: makes the staging directory of a build; false (reported) when it cannot be made.
     bool Stage(CBuild& build);
     // BuildFromRows: builds the five keyword dictionaries from the rows and saves them under the
