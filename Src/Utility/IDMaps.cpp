@@ -330,9 +330,8 @@ int CIDMaps::Load(const char* sFilename) {
     if (sFilename == nullptr) return 0;
     FilePtr fp(std::fopen(sFilename, "rb"));
     if (!fp) return 0;
-    if (std::fseek(fp.get(), 0, SEEK_END) != 0) return 0;
-    long nFileSize = std::ftell(fp.get());
-    if (nFileSize < 8 || std::fseek(fp.get(), 0, SEEK_SET) != 0) return 0;
+    const long nFileSize = FileSize(fp.get());
+    if (nFileSize < 8) return 0;
 
     int32_t aHeader[2];
     if (std::fread(aHeader, sizeof(int32_t), 2, fp.get()) != 2) return 0;

@@ -216,9 +216,8 @@ int CPOS::Load(const char* sFilename) {
     if (sFilename == nullptr) return 0;
     FilePtr fp(fopen(sFilename, "rb"));
     if (!fp) return 0;
-    if (fseek(fp.get(), 0, SEEK_END) != 0) return 0;
-    const long nFileSize = ftell(fp.get());
-    if (nFileSize < 8 || fseek(fp.get(), 0, SEEK_SET) != 0) return 0;
+    const long nFileSize = FileSize(fp.get());
+    if (nFileSize < 8) return 0;
 
     unsigned char header[8];
     if (fread(header, 1, sizeof(header), fp.get()) != sizeof(header)) return 0;

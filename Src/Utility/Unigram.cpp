@@ -171,9 +171,8 @@ int CUnigram::Load(const char* sFilename) {
     if (sFilename == nullptr) return 0;
     FilePtr fp(std::fopen(sFilename, "rb"));
     if (!fp) return 0;
-    if (std::fseek(fp.get(), 0, SEEK_END) != 0) return 0;
-    long nFileSize = std::ftell(fp.get());
-    if (nFileSize < HEADER_BYTES || std::fseek(fp.get(), 0, SEEK_SET) != 0) return 0;
+    const long nFileSize = FileSize(fp.get());
+    if (nFileSize < HEADER_BYTES) return 0;
 
     int32_t aHeader[3];
     if (std::fread(aHeader, sizeof(int32_t), 3, fp.get()) != 3) return 0;

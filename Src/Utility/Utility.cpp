@@ -614,3 +614,10 @@ bool GetXMLItemValue(const char* sXML, const char* sItem, std::string& sValue) {
     sValue.assign(pValue, static_cast<size_t>(pClose - pValue));
     return true;
 }
+
+long FileSize(FILE* fp) {
+    if (fp == nullptr || std::fseek(fp, 0, SEEK_END) != 0) return -1;
+    long nSize = std::ftell(fp);
+    if (std::fseek(fp, 0, SEEK_SET) != 0) return -1;
+    return nSize;
+}

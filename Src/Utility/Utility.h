@@ -64,6 +64,8 @@ struct FileCloser {
     }
 };
 using FilePtr = std::unique_ptr<FILE, FileCloser>;
+// FileSize: the size of an open file, -1 when it cannot be taken; the file is left at its start.
+long FileSize(FILE* fp);
 
 // WriteInt32File: replaces sFilename with the values as raw little-endian int32; 1 on success, 0 when
 // the file cannot be opened or written (null path included).

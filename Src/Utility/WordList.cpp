@@ -50,14 +50,6 @@ bool WriteExact(FILE* fp, const void* pData, size_t nSize) {
     return nSize == 0 || fwrite(pData, 1, nSize, fp) == nSize;
 }
 
-// FileSize: the size of an open file, -1 when it cannot be taken; the file is left at its start.
-long FileSize(FILE* fp) {
-    if (fseek(fp, 0, SEEK_END) != 0) return -1;
-    long nSize = ftell(fp);
-    if (fseek(fp, 0, SEEK_SET) != 0) return -1;
-    return nSize;
-}
-
 // GrowText: grows a text buffer by CWordList::TEXT_BLOCK steps while a text of nLen bytes, its NUL
 // and one spare byte would not fit behind nDataSize used bytes. False when the buffer would pass 2
 // GB.

@@ -63,9 +63,8 @@ int CContextStat::Load(const char* sFilename) {
     if (sFilename == nullptr) return 0;
     FilePtr fp(std::fopen(sFilename, "rb"));
     if (!fp) return 0;
-    if (std::fseek(fp.get(), 0, SEEK_END) != 0) return 0;
-    long nFileSize = std::ftell(fp.get());
-    if (nFileSize < 4 || std::fseek(fp.get(), 0, SEEK_SET) != 0) return 0;
+    const long nFileSize = FileSize(fp.get());
+    if (nFileSize < 4) return 0;
     int32_t nSize = 0;
     if (std::fread(&nSize, sizeof(nSize), 1, fp.get()) != 1) return 0;
     if (nSize < 1 || nSize > MAX_SIZE) return 0;
