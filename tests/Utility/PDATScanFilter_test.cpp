@@ -13,28 +13,14 @@
 
 #include "Utility/PDAT.h"
 #include "support/ReferencePDAT.h"
+#include "support/ScanHits.h"
 #include "support/TestSupport.h"
 
 namespace {
 
-struct Hit {
-    int nHandle, nStart, nLen;
-    bool operator==(const Hit& o) const {
-        return nHandle == o.nHandle && nStart == o.nStart && nLen == o.nLen;
-    }
-};
-std::ostream& operator<<(std::ostream& os, const Hit& h) {
-    return os << "{" << h.nHandle << "," << h.nStart << "," << h.nLen << "}";
-}
-using Hits = std::vector<Hit>;
-
-Hits Scan(const CPDAT& dict, const std::string& sText, int nScanMode) {
-    std::vector<_stTermPosition> vecHits;
-    dict.MMScanPosition(sText.c_str(), vecHits, nScanMode);
-    Hits vec;
-    for (const _stTermPosition& t : vecHits) vec.push_back({t.nHandle, t.iStartPos, t.nWordLen});
-    return vec;
-}
+using vt_test::Hit;
+using vt_test::Hits;
+using vt_test::Scan;
 
 bool IsLetter(unsigned char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
 bool IsDigit(unsigned char c) { return c >= '0' && c <= '9'; }

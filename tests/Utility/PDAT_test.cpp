@@ -14,30 +14,16 @@
 #include <utility>
 #include <vector>
 
+#include "support/ScanHits.h"
 #include "support/TestSupport.h"
 
 namespace {
 
 using vt_test::G;
 
-struct Hit {
-    int nHandle, nStart, nLen;
-    bool operator==(const Hit& o) const {
-        return nHandle == o.nHandle && nStart == o.nStart && nLen == o.nLen;
-    }
-};
-std::ostream& operator<<(std::ostream& os, const Hit& h) {
-    return os << "{" << h.nHandle << "," << h.nStart << "," << h.nLen << "}";
-}
-using Hits = std::vector<Hit>;
-
-Hits Scan(const CPDAT& dict, const std::string& sText, int nScanMode) {
-    std::vector<_stTermPosition> vecHits;
-    EXPECT_EQ(dict.MMScanPosition(sText.c_str(), vecHits, nScanMode), 0);
-    Hits vec;
-    for (const _stTermPosition& t : vecHits) vec.push_back({t.nHandle, t.iStartPos, t.nWordLen});
-    return vec;
-}
+using vt_test::Hit;
+using vt_test::Hits;
+using vt_test::Scan;
 
 // Build: a compiled dictionary of the words, handles 0, 1, 2 ... in order.
 void Build(CPDAT& dict, const std::vector<std::string>& vecWords) {
