@@ -70,7 +70,9 @@ void BM_Init(benchmark::State& state) {
 }
 BENCHMARK(BM_Init)->Unit(benchmark::kMillisecond)->Iterations(5);
 
-void BM_Segment(benchmark::State& state) {
+// RunSegment: every line segmented with tags through fnSegment, from each thread of the run.
+template <class F>
+void RunSegment(benchmark::State& state, F fnSegment) {
     if (state.thread_index() == 0 && GRAVO_Init(DATA_DIR.c_str(), 0) != 1) {
         state.SkipWithError("GRAVO_Init failed: no data directory");
     }
@@ -82,34 +84,25 @@ void BM_Segment(benchmark::State& state) {
     size_t nBytes = 0;
     for (auto _ : state) {
         for (const std::string& sLine : vecLines) {
-            benchmark::DoNotOptimize(GRAVO_ParagraphProcess(sLine.c_str(), 1));
+            fnSegment(sLine);
             nBytes += sLine.size();
         }
     }
     state.SetBytesProcessed(static_cast<int64_t>(nBytes));
     if (state.thread_index() == 0) state.counters["RSS_MiB"] = static_cast<double>(ResidentKiB()) / 1024.0;
 }
+
+void BM_Segment(benchmark::State& state) {
+    RunSegment(state, [](const std::string& s) { benchmark::DoNotOptimize(GRAVO_ParagraphProcess(s.c_str(), 1)); });
+}
 BENCHMARK(BM_Segment)->Unit(benchmark::kMillisecond)->UseRealTime()->Threads(1)->Threads(2);
 
 // The same through the string form (no buffer manager), as the scanner calls it.
 void BM_SegmentWords(benchmark::State& state) {
-    if (state.thread_index() == 0 && GRAVO_Init(DATA_DIR.c_str(), 0) != 1) {
-        state.SkipWithError("GRAVO_Init failed: no data directory");
-    }
-    const std::vector<std::string>& vecLines = Lines();
-    if (vecLines.empty()) {
-        state.SkipWithError("PKU test text missing");
-        return;
-    }
     const std::vector<std::string> vecNone;
-    size_t nBytes = 0;
-    for (auto _ : state) {
-        for (const std::string& sLine : vecLines) {
-            benchmark::DoNotOptimize(GRAVO_ParagraphProcessWords(sLine.c_str(), 1, vecNone));
-            nBytes += sLine.size();
-        }
-    }
-    state.SetBytesProcessed(static_cast<int64_t>(nBytes));
+    RunSegment(state, [&vecNone](const std::string& s) {
+        benchmark::DoNotOptimize(GRAVO_ParagraphProcessWords(s.c_str(), 1, vecNone));
+    });
 }
 BENCHMARK(BM_SegmentWords)->Unit(benchmark::kMillisecond)->UseRealTime()->Threads(1)->Threads(2);
 
