@@ -388,6 +388,17 @@ int InitLocked(const char* sInitDirPath, int encode) {
     return 1;
 }
 
+// TakeInstance: the first free instance of the pool, or a new one. REQUIRES: g_hWoker held.
+CGRAVO* TakeInstance() {
+    for (const std::unique_ptr<CGRAVO>& p : g_vecInstances)
+        if (p->SetAvailable(false)) return p.get();
+    g_vecInstances.emplace_back(new CGRAVO(static_cast<int>(g_vecInstances.size())));
+    CGRAVO* pNew = g_vecInstances.back().get();
+    pNew->m_bAvailable = false;
+    pNew->m_nThreadCount = 1;
+    return pNew;
+}
+
 // The pipeline of a pool instance, made on first use. REQUIRES: g_hWoker held.
 CMainSystem* PipelineOf(const CGRAVO* pInstance) {
     size_t nSlot = static_cast<size_t>(pInstance->m_nHandle);
@@ -400,10 +411,11 @@ CMainSystem* PipelineOf(const CGRAVO* pInstance) {
 // to the pool). REQUIRES: g_engineLock held shared and the engine active.
 template <class F>
 auto Segment(const char* sParagraph, int bPOStagged, const std::vector<std::string>* pExtra, F take) {
-    CGRAVO* pInstance = GetActiveInstance();
+    CGRAVO* pInstance;
     CMainSystem* pPipeline;
     {
         std::lock_guard<std::mutex> lock(g_hWoker);
+        pInstance = TakeInstance();
         pPipeline = PipelineOf(pInstance);
     }
     pPipeline->SetUserDict(g_pUserDict);
@@ -428,13 +440,7 @@ bool CGRAVO::SetAvailable(bool bAvailable) {
 
 CGRAVO* GetActiveInstance() {
     std::lock_guard<std::mutex> lock(g_hWoker);
-    for (const std::unique_ptr<CGRAVO>& p : g_vecInstances)
-        if (p->SetAvailable(false)) return p.get();
-    g_vecInstances.emplace_back(new CGRAVO(static_cast<int>(g_vecInstances.size())));
-    CGRAVO* pNew = g_vecInstances.back().get();
-    pNew->m_bAvailable = false;
-    pNew->m_nThreadCount = 1;
-    return pNew;
+    return TakeInstance();
 }
 
 void ReleaseInstance(CGRAVO* pInstance) {

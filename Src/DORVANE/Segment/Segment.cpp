@@ -141,8 +141,16 @@ void CSegment::BestPath(const char* sText, const std::vector<_stAtom>& vecAtoms,
             nCount = lex.pField->PrefixWords(s + nOffset, nWindow, handles, lengths, MAX_PREFIXES);
             AddMatches(nCount, WORD_FIELD, false);
         }
+        // User words; one that is this atom alone still counts as a user word.
+        bool bUserAtom = false;
+        const char* sAtomTag = nullptr;
         if (lex.pUser != nullptr) {
             nCount = lex.pUser->PrefixWords(s + nOffset, nWindow, lengths, tags, MAX_PREFIXES);
+            for (int k = 0; k < nCount; ++k) {
+                if (lengths[k] != atom.nLen) continue;
+                bUserAtom = true;
+                sAtomTag = tags[k];
+            }
             AddMatches(nCount, WORD_USER, true);
         }
         if (lex.pExtra != nullptr) {
@@ -151,24 +159,11 @@ void CSegment::BestPath(const char* sText, const std::vector<_stAtom>& vecAtoms,
                 if (w.empty() || w.size() > nRest || nCount == MAX_PREFIXES) continue;
                 if (std::memcmp(s + nOffset, w.data(), w.size()) == 0) lengths[nCount++] = static_cast<int>(w.size());
             }
+            for (int k = 0; k < nCount; ++k) bUserAtom = bUserAtom || lengths[k] == atom.nLen;
             AddMatches(nCount, WORD_USER, false);
         }
-        // A user word of one atom still counts as a user word.
-        if (lex.pUser != nullptr || lex.pExtra != nullptr) {
-            bool bUserAtom = false;
-            const char* sTag = nullptr;
-            if (lex.pUser != nullptr) {
-                nCount = lex.pUser->PrefixWords(s + nOffset, static_cast<size_t>(atom.nLen), lengths, tags, MAX_PREFIXES);
-                for (int k = 0; k < nCount; ++k)
-                    if (lengths[k] == atom.nLen) { bUserAtom = true; sTag = tags[k]; }
-            }
-            if (!bUserAtom && lex.pExtra != nullptr)
-                for (const std::string& w : *lex.pExtra)
-                    if (w.size() == static_cast<size_t>(atom.nLen) && std::memcmp(s + nOffset, w.data(), w.size()) == 0)
-                        bUserAtom = true;
-            if (bUserAtom && !(bWhole && n == 1))
-                AddEdge(i, i + 1, -1, WORD_USER, lex.bUserPrior ? -USER_PRIOR_BONUS : dUserCost, sTag);
-        }
+        if (bUserAtom && !(bWhole && n == 1))
+            AddEdge(i, i + 1, -1, WORD_USER, lex.bUserPrior ? -USER_PRIOR_BONUS : dUserCost, sAtomTag);
     }
 
     // Forward search. Edges were added in order of their start atom.
