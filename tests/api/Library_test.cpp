@@ -222,6 +222,9 @@ TEST_F(LibraryTest, StatisticsReport) {
     std::string s = vt_api::ReadFile(sReport);
     // 命中的规则数： 2 ... then the header and one row per keyword hit, most hits first.
     EXPECT_NE(s.find(G("命中的规则数：") + "\t2\t"), std::string::npos);
+    // Deliberate: no line was scanned by the line scan, and nothing guards the rate's 0 / 0.
+    EXPECT_NE(s.find(G("疑似敏感率：") + "\t"), std::string::npos);
+    EXPECT_NE(s.find("nan%\n"), std::string::npos);
     EXPECT_NE(s.find(G("规则编号\t关键词\t类别\t权重\t命中次数\n") + "0\tabc\tx\t3\t2\n1\tbcd\ty\t2\t1\n"),
               std::string::npos);
     EXPECT_EQ(VT_ScanStat(nullptr, 0), 0);
