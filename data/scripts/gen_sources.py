@@ -28,6 +28,7 @@ import collections
 import ctypes
 import ctypes.util
 import json
+import math
 import os
 import re
 import shutil
@@ -786,7 +787,7 @@ def build_xing2zi(out, gbk_of, gb2312, hanset, V, t2s, oc, charfreq, decomp_rows
 
 
 # ----------------------------------------------------------------------------------------------
-def build_pinyin(out, gbk_of, hanset, rd, gb2312):
+def build_pinyin(out, gbk_of, hanset, rd, gb2312, charfreq):
     def toks(field, c):
         v = rd[field].get(c)
         if not v:
@@ -857,11 +858,61 @@ def build_pinyin(out, gbk_of, hanset, rd, gb2312):
         f.write('#char\tgbk\treadings(most common first)\tsource_of_each\n')
         for c, o, s in rows:
             f.write('%s\t%s\t%s\t%s\n' % (c, gbk_of[c], ' '.join(o), ' '.join(s)))
+    lines, dropped = pinyin_import_lines(rows, charfreq)
+    stat('pinyin.import_lines', len(lines))
+    stat('pinyin.import_dropped_readings', dropped)
     with GbkWriter(os.path.join(out, 'pinyin.gbk.txt')) as f:
-        for c, o, s in rows:
-            for p in o:
-                f.write('%s %s\n' % (c, p))
+        for c, p in lines:
+            f.write('%s %s\n' % (c, p))
     return rows
+
+
+def syllable_order(rows, charfreq):
+    """A global order of the syllables that puts each character's first reading before its others
+    wherever it can, favouring frequent characters (greedy feedback-arc-set ordering: repeatedly take
+    the syllable whose outgoing preference weight most exceeds its incoming one; ties by first use)."""
+    first_use = {}
+    for _, o, _ in rows:
+        for p in o:
+            first_use.setdefault(p, len(first_use))
+    pref = collections.defaultdict(float)  # (a, b): weight of characters that want a before b
+    for c, o, _ in rows:
+        w = math.log(2 + charfreq.get(c, 0))
+        for p in o[1:]:
+            pref[(o[0], p)] += w
+    score = collections.defaultdict(float)
+    nbrs = collections.defaultdict(list)
+    for (a, b), w in pref.items():
+        score[a] += w
+        score[b] -= w
+        nbrs[a].append((b, w))
+        nbrs[b].append((a, -w))
+    remaining, order = set(first_use), []
+    while remaining:
+        best = max(remaining, key=lambda s: (round(score[s], 9), -first_use[s]))
+        remaining.remove(best)
+        order.append(best)
+        for t, w in nbrs[best]:  # best leaves: drop its preferences from its neighbours' balance
+            score[t] += w
+    return {p: i for i, p in enumerate(order)}
+
+
+def pinyin_import_lines(rows, charfreq):
+    """The lines of the pinyin import file. The import numbers syllables in the order they first
+    appear in the file and a character's first reading is its syllable with the lowest number, so the
+    lines go in syllable order, and a character keeps only the readings that come after its first one
+    in that order (the others would displace it). Returns the (char, syllable) lines and the number
+    of readings left out."""
+    rank = syllable_order(rows, charfreq)
+    lines, dropped = [], 0
+    for c, o, _ in rows:
+        for p in o:
+            if p == o[0] or rank[p] > rank[o[0]]:
+                lines.append((rank[p], c, p))
+            else:
+                dropped += 1
+    lines.sort(key=lambda x: (x[0], GBK_OF.get(x[1], '')))
+    return [(c, p) for _, c, p in lines], dropped
 
 
 # ----------------------------------------------------------------------------------------------
@@ -991,7 +1042,7 @@ def main():
         print('== 5. jieba')
         jieba_words, charfreq = build_jieba(dirs['segmenter'])
         print('== 4. pinyin')
-        build_pinyin(dirs['pinyin'], gbk_of, hanset, rd, gb2312)
+        build_pinyin(dirs['pinyin'], gbk_of, hanset, rd, gb2312, charfreq)
         print('== 3. decomposition + look-alikes')
         reads = collections.defaultdict(set)
         for f in ('kMandarin', 'kHanyuPinlu', 'kXHC1983'):

@@ -8,7 +8,9 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -114,6 +116,33 @@ TEST(ShippedData, PinyinReadsEveryGB2312Hanzi) {
     }
     EXPECT_EQ(nChecked, 6763);
     EXPECT_TRUE(vecBad.empty()) << vecBad.size() << " without a reading, first " << vecBad[0];
+}
+
+// The pinyin scan reads each character by its first reading, so the built table must give every
+// character of the source table its most common reading (的 de, 了 le, 漂 piao), not merely some reading.
+TEST(ShippedData, PinyinTakesTheMostCommonReadingOfEveryCharacter) {
+    CPinyin pinyin(DATA_DIR.c_str());
+    ASSERT_EQ(pinyin.Load(), 1);
+    std::ifstream in(std::string(VINTREL_SOURCE_DIR) + "/data/pinyin/pinyin.tsv");
+    ASSERT_TRUE(in.good());
+    std::string sLine, sPinyin, sAbbrev;
+    int nRows = 0;
+    std::vector<std::string> vecWrong;
+    while (std::getline(in, sLine)) {
+        if (sLine.empty() || sLine[0] == '#') continue;
+        std::istringstream fields(sLine);
+        std::string sChar, sCode, sFirst;
+        fields >> sChar >> sCode >> sFirst;
+        ++nRows;
+        std::string sGBK;  // the character's GBK code, as hex digits in the second column
+        for (size_t i = 0; i + 1 < sCode.size(); i += 2) {
+            sGBK += static_cast<char>(std::stoi(sCode.substr(i, 2), nullptr, 16));
+        }
+        pinyin.Hanzi2Pinyin(sGBK.c_str(), sPinyin, sAbbrev);
+        if (sPinyin != sFirst) vecWrong.push_back(sChar + ":" + sPinyin + "/" + sFirst);
+    }
+    EXPECT_GT(nRows, 20000);
+    EXPECT_TRUE(vecWrong.empty()) << vecWrong.size() << " wrong, first " << vecWrong[0];
 }
 
 TEST(ShippedData, GbkAndUtf8TablesAgreeWithIconv) {
