@@ -169,6 +169,13 @@ int CPOS::GetPOSFreq(int nHandle, int nPOS) const {
     return 0;
 }
 
+int CPOS::GetFollowingFreq(int nHandle) const {
+    const index_t* pEntry = Entry(nHandle);
+    if (pEntry == nullptr) return 0;
+    const int nNext = pEntry->start + pEntry->end;
+    return nNext < m_nSize ? m_pData[nNext].freq : 0;
+}
+
 int CPOS::GetAllItem(std::vector<POS_elem>& vecOut, const std::vector<int>& vecExcluded) const {
     std::vector<char> vecSkip(static_cast<size_t>(m_nBound), 0);
     for (int nHandle : vecExcluded) {

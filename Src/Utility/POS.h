@@ -74,6 +74,10 @@ public:
     const POS_info* GetMaxPOS(int nHandle) const;
     // GetPOSFreq: the freq of the handle's record with class id nPOS, 0 when there is none.
     int GetPOSFreq(int nHandle, int nPOS) const;
+    // GetFollowingFreq: the freq of the record that lies right after the handle's last record in the
+    // record array (the first record of a later handle, or a record left over by collapsing); 0 when
+    // the handle has no records or its records end the array.
+    int GetFollowingFreq(int nHandle) const;
     // GetAllItem: appends a row for every record of every handle not listed in vecExcluded (every
     // handle when it is empty), handles ascending. Returns vecOut.size().
     int GetAllItem(std::vector<POS_elem>& vecOut, const std::vector<int>& vecExcluded) const;

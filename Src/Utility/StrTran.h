@@ -87,6 +87,11 @@ public:
     // the source cannot be read (or is empty) or the target cannot be created.
     bool Src2DsnFile(const char* sSrcFile, const char* sDsnFile) const;
 
+    // GetSrcDict, GetSrcWordList: the source dictionary and word list (null when not loaded), for
+    // callers that scan a text for source strings themselves.
+    const CPDAT* GetSrcDict() const { return m_pSrcDict.get(); }
+    const CWordList* GetSrcWordList() const { return m_pSrcWordList.get(); }
+
     // Destroy: frees the five tables; the table is then empty.
     void Destroy();
 

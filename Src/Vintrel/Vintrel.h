@@ -75,6 +75,13 @@ public:
 // run one at a time (a second waits for the first). A failed import or deletion changes neither the
 // dictionaries in memory nor the files on disk: the files are written under a staging directory and
 // renamed into place only once all of them were written.
+// GetMappedStr: the untranslated form of a hit found in a translated text: the pairs (translated span
+// first, untranslated span second) give the untranslated span [start, end) that the hit covers, and
+// result becomes the first end - start bytes of sContent. Returns result's text, or null (result "")
+// when the hit does not start and end on pair boundaries.
+const char* GetMappedStr(const std::vector<_TermPositionPair>& mapPosition, const _stTermPosition& term,
+                         const char* sContent, std::string& result);
+
 class CVintrel {
 public:
     // CVintrel: loads the instance's dictionaries from <sDataPath>/Vintrelner/Filter<nHandle>_ (the
@@ -89,6 +96,33 @@ public:
     // first (ties in the order of an exchange sort), in the caller's encoding; "" without hits. The
     // text belongs to the instance. Counts every hit for FreqStat.
     const char* Scan(const char* sContent);
+    // ScanDetail: the detailed scan of sContent (caller's encoding): hits confirmed by segmentation,
+    // scored, compound rules when no keyword is sensitive by itself, then the look-alike and the
+    // pinyin retries when the text holds no keyword. The result reads score, delimiter, keywords
+    // ("##" between them), delimiter, classes, delimiter, the standardised text (or, for a text over
+    // 1024 bytes, its hit sentences marked with <class name="..." weight=...>); "" when nothing is
+    // hit. The hit count and score go to *pHitCount and *pScore (either may be null). Null for a
+    // null text. nRetryMode: 0 a normal call, 1 a text already translated to standard characters
+    // (in GBK, sMappedContent and vecPositionPairs lead back to the untranslated text), any other
+    // value no retries.
+    const char* ScanDetail(const char* sContent, int* pHitCount, float* pScore, int nRetryMode);
+    const char* ScanDetail(const char* sContent, std::string& sMappedContent,
+                           std::vector<_TermPositionPair>& vecPositionPairs, int* pHitCount, float* pScore,
+                           int nRetryMode);
+    // ScanDetailPinyin: the pinyin retry on a GBK text: keywords imported with pinyin found in the
+    // text's reading, "(音变)" before the keyword list, the score weighted by the length of each
+    // pinyin form and by 1.5. "" (counts 0) when nothing is found.
+    const char* ScanDetailPinyin(const char* sContent, int* p_nHitCount, float* p_nScore);
+    // ScanFile, ScanFileDetail: Scan or ScanDetail of a whole file; "" (reported "Cannot read file
+    // <name>") when it cannot be read or is empty.
+    const char* ScanFile(const char* sFilename);
+    const char* ScanFileDetail(const char* sFilename);
+    // ScanLine: ScanDetail of each line of sFilename (lines of at most 10239 bytes; a longer one is
+    // read in pieces), with "Processing <n>\r" on standard output every 100 lines. The result file
+    // gets the UTF-8 byte-order mark when callers write in another encoding than GBK. Returns the
+    // number of lines read; -1 when the result file cannot be created; 0 when the input cannot be
+    // read.
+    int ScanLine(const char* sFilename, const char* sResultFilename, bool bEncript);
     // FreqStat: writes the statistics report to sResultFile; true on success.
     bool FreqStat(const char* sResultFile);
     // ImportUserDict: imports a keyword file, merged into the instance's keywords or (bOverwrite)
@@ -126,6 +160,12 @@ private:
     // Install: renames the staged files into place and switches to the new set; false (nothing
     // changed) when a file cannot be moved.
     bool Install(CBuild& build);
+    // The detailed and pinyin scans over one dictionary set (a call and its retries use one set).
+    const char* ScanDetailIn(const CDictionarySet& set, const char* sContent, std::string& sMappedContent,
+                             std::vector<_TermPositionPair>& vecPositionPairs, int* pHitCount, float* pScore,
+                             int nRetryMode);
+    const char* ScanDetailPinyinIn(const CDictionarySet& set, const char* sContent, int* p_nHitCount,
+                                   float* p_nScore);
     // ReturnText: registers a copy of sText with the buffer manager and returns it.
     const char* ReturnText(const std::string& sText);
 

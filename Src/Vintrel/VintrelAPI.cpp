@@ -215,6 +215,23 @@ const char* VT_Scan(const char* sContent, int handle) {
     return Forward<const char*>(handle, nullptr, [&](CVintrel& v) { return v.Scan(sContent); });
 }
 
+const char* VT_ScanDetail(const char* sContent, int handle) {
+    return Forward<const char*>(handle, nullptr,
+                                [&](CVintrel& v) { return v.ScanDetail(sContent, nullptr, nullptr, 0); });
+}
+
+int VT_ScanLine(const char* sFilename, const char* sResultFilename, int handle, int bEncript) {
+    return Forward<int>(handle, 0, [&](CVintrel& v) { return v.ScanLine(sFilename, sResultFilename, bEncript != 0); });
+}
+
+const char* VT_ScanFile(const char* sFilename, int handle) {
+    return Forward<const char*>(handle, nullptr, [&](CVintrel& v) { return v.ScanFile(sFilename); });
+}
+
+const char* VT_ScanFileDetail(const char* sFilename, int handle) {
+    return Forward<const char*>(handle, nullptr, [&](CVintrel& v) { return v.ScanFileDetail(sFilename); });
+}
+
 int VT_ScanStat(const char* sResultFile, int handle) {
     return Forward<int>(handle, 0, [&](CVintrel& v) { return v.FreqStat(sResultFile) ? 1 : 0; });
 }

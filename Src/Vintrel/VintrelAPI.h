@@ -62,6 +62,24 @@ VT_API int VT_DeleteUserDict(const char* sFilename, int handle);
 /* VT_Scan: the classes whose keywords occur in sContent, "class/total#" each, highest total first; ""
  * when none. NULL on failure. */
 VT_API const char* VT_Scan(const char* sContent, int handle);
+/* VT_ScanDetail: the detailed scan: keyword hits confirmed by word segmentation (a keyword lying
+ * across two words is dropped), scored, compound rules applied when no keyword is sensitive by itself;
+ * a text without keywords is retried with look-alike characters replaced ("[形变]" before the keywords,
+ * then "||" and the input at the end) and then through its pinyin ("(音变)" before the keywords). The
+ * result reads: score ("%.2f"), delimiter, keywords ("##" between them), delimiter, classes,
+ * delimiter, the standardised text (a text over 1024 bytes: its hit sentences marked with
+ * <class name="..." weight=...>...</class>). "" when nothing is hit; NULL on failure. Many threads may
+ * scan one instance at once. */
+VT_API const char* VT_ScanDetail(const char* sContent, int handle);
+/* VT_ScanFile, VT_ScanFileDetail: VT_Scan or VT_ScanDetail of a whole file; "" when it cannot be read
+ * or is empty ("Cannot read file <name>"); NULL for an invalid handle. */
+VT_API const char* VT_ScanFile(const char* sFilename, int handle);
+VT_API const char* VT_ScanFileDetail(const char* sFilename, int handle);
+/* VT_ScanLine: VT_ScanDetail of every line of sFilename (read in pieces of at most 10239 bytes),
+ * printing "Processing <n>\r" every 100 lines; creates sResultFilename (holding the UTF-8 byte-order
+ * mark when callers write another encoding than GBK). The number of lines read; -1 when the result
+ * file cannot be created; 0 when the input cannot be read or the handle is invalid. */
+VT_API int VT_ScanLine(const char* sFilename, const char* sResultFilename, int handle, int bEncript);
 /* VT_ScanStat: writes the hit statistics of the instance to sResultFile (GBK); 1 on success. */
 VT_API int VT_ScanStat(const char* sResultFile, int handle);
 
