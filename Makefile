@@ -30,8 +30,10 @@ build: deps
 test: build
 	ctest --test-dir $(BUILD) --output-on-failure -j $(JOBS)
 
+# demo: the detailed scan of data/samples/texts.txt with the keywords of data/samples/keywords.txt, on a
+# scratch copy of $(BUILD)/data, then the hit statistics.
 demo: build
-	./$(BUILD)/vintrel-demo data/samples/demo_words.txt data/samples/demo_text.txt
+	./$(BUILD)/vintrel-demo $(BUILD)/data data/samples/keywords.txt data/samples/texts.txt
 
 bench: deps
 	cmake -S . -B build-bench -DCMAKE_BUILD_TYPE=Release -DVINTREL_BUILD_TESTS=OFF -DVINTREL_BUILD_BENCH=ON $(CMAKE_ARGS)
