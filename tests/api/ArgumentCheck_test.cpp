@@ -37,6 +37,13 @@ TEST(ArgumentCheck, BadArgumentsInEveryState) {
         EXPECT_EQ(VT_DeleteUserDict(nullptr, handle), 0);
         EXPECT_EQ(VT_DeleteUserDict("", handle), 0);
         EXPECT_EQ(VT_Scan(nullptr, handle), nullptr);
+        EXPECT_EQ(VT_ScanDetail(nullptr, handle), nullptr);
+        EXPECT_EQ(VT_ScanLine(nullptr, nullptr, handle, 1), 0);
+        EXPECT_EQ(VT_ScanLine("", "", handle, 0), 0);
+        const char* sFile = VT_ScanFile(nullptr, handle);  // "" from an instance, NULL without one
+        EXPECT_TRUE(sFile == nullptr || sFile[0] == '\0');
+        sFile = VT_ScanFileDetail("", handle);
+        EXPECT_TRUE(sFile == nullptr || sFile[0] == '\0');
         EXPECT_EQ(VT_ScanStat(nullptr, handle), 0);
         EXPECT_EQ(VT_ScanStat("", handle), 0);
         EXPECT_EQ(VT_ExportDict(nullptr, handle), 0);
@@ -51,6 +58,8 @@ TEST(ArgumentCheck, BadArgumentsInEveryState) {
     }
     Probe(0);  // a valid handle with NULL and empty arguments
     EXPECT_STREQ(VT_Scan("", 0), "");
+    EXPECT_STREQ(VT_ScanDetail("", 0), "");
+    EXPECT_EQ(VT_ScanFile(nullptr, 1 << 30), nullptr);
     ASSERT_EQ(VT_Init(root.Path().c_str(), 0, "\t"), 1);  // a second start-up adds an instance
     EXPECT_EQ(VT_NewInstance(), 2);
     EXPECT_EQ(VT_DeleteInstance(1), 1);
