@@ -74,6 +74,17 @@ std::string ScoreHead(float fScore, const std::string& sDelimiter) {
     return sScore + sDelimiter;
 }
 
+// ReadWholeFile: the whole file, NUL-terminated; null (reported "Cannot read file <name>") when it
+// cannot be read or is empty.
+std::unique_ptr<char[]> ReadWholeFile(const char* sFilename) {
+    char* pBuffer = nullptr;
+    if (ReadFile(sFilename, &pBuffer) == 0) {
+        ReportError(std::string("Cannot read file ") + (sFilename != nullptr ? sFilename : ""));
+        return nullptr;
+    }
+    return std::unique_ptr<char[]>(pBuffer);
+}
+
 }  // namespace
 
 const char* GetMappedStr(const std::vector<_TermPositionPair>& mapPosition, const _stTermPosition& term,
@@ -365,23 +376,13 @@ const char* CVintrel::ScanDetailPinyinIn(const CDictionarySet& set, const char* 
 // Scans that read files.
 
 const char* CVintrel::ScanFile(const char* sFilename) {
-    char* pBuffer = nullptr;
-    if (ReadFile(sFilename, &pBuffer) == 0) {
-        ReportError(std::string("Cannot read file ") + (sFilename != nullptr ? sFilename : ""));
-        return ReturnText("");
-    }
-    std::unique_ptr<char[]> pOwned(pBuffer);
-    return Scan(pOwned.get());
+    std::unique_ptr<char[]> pText = ReadWholeFile(sFilename);
+    return pText ? Scan(pText.get()) : ReturnText("");
 }
 
 const char* CVintrel::ScanFileDetail(const char* sFilename) {
-    char* pBuffer = nullptr;
-    if (ReadFile(sFilename, &pBuffer) == 0) {
-        ReportError(std::string("Cannot read file ") + (sFilename != nullptr ? sFilename : ""));
-        return ReturnText("");
-    }
-    std::unique_ptr<char[]> pOwned(pBuffer);
-    return ScanDetail(pOwned.get(), nullptr, nullptr, 0);
+    std::unique_ptr<char[]> pText = ReadWholeFile(sFilename);
+    return pText ? ScanDetail(pText.get(), nullptr, nullptr, 0) : ReturnText("");
 }
 
 int CVintrel::ScanLine(const char* sFilename, const char* sResultFilename, bool bEncript) {
