@@ -306,6 +306,18 @@ TEST_F(EngineTest, WordsOfOneCallAreSeenByThatCallOnly) {
               "say  free tibet  now  ");
 }
 
+TEST_F(EngineTest, ManyWordsOfOneCallAllCount) {
+    Start();
+    // Thousands of words, most of them many times over (a scan passes one per keyword hit): every
+    // distinct word is still seen, also where more copies start at one place than a lookup keeps.
+    std::vector<std::string> vecWords(100, G("南京"));
+    for (int i = 0; i < 3000; ++i) vecWords.push_back(G("中") + std::to_string(i));
+    vecWords.push_back(G("南京市长"));
+    vecWords.push_back("x");
+    EXPECT_EQ(U(GRAVO_ParagraphProcessWords(G("南京市长说x").c_str(), 0, vecWords)), "南京市长  说  x  ");
+    EXPECT_EQ(U(GRAVO_ParagraphProcessWords(G("中2999").c_str(), 0, vecWords)), "中2999  ");
+}
+
 // ---------------------------------------------------------------------------------------------------
 // Bad input: always a well-formed result.
 

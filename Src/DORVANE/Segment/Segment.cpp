@@ -30,6 +30,36 @@ uint16_t CSegment::EncodeCost(double dCost) {
     return static_cast<uint16_t>(d < 0 ? 0 : d > 65535 ? 65535 : d);
 }
 
+CCallWords::CCallWords(const std::vector<std::string>& vecWords) {
+    std::unordered_map<std::string, bool> mapSeen;
+    for (const std::string& w : vecWords) {
+        if (w.empty() || !mapSeen.emplace(w, true).second) continue;
+        m_mapBuckets[Key(w.data(), w.size())].push_back(&w);
+        ++m_nWords;
+    }
+}
+
+unsigned CCallWords::Key(const char* s, size_t nLen) {
+    const unsigned c0 = static_cast<unsigned char>(s[0]);
+    return nLen < 2 ? c0 : (c0 << 8 | static_cast<unsigned char>(s[1])) + 256;
+}
+
+int CCallWords::Prefixes(const char* sText, size_t nRest, int* pLengths, int nMax) const {
+    int nCount = 0;
+    // Words of one byte and of two or more are kept apart; both may start here.
+    for (size_t nKeyLen = 1; nKeyLen <= 2 && nKeyLen <= nRest; ++nKeyLen) {
+        auto it = m_mapBuckets.find(Key(sText, nKeyLen));
+        if (it == m_mapBuckets.end()) continue;
+        for (const std::string* w : it->second) {
+            if (nCount == nMax) return nCount;
+            if (w->size() <= nRest && std::memcmp(sText, w->data(), w->size()) == 0) {
+                pLengths[nCount++] = static_cast<int>(w->size());
+            }
+        }
+    }
+    return nCount;
+}
+
 void CSegment::AddEdge(int nFrom, int nTo, int nHandle, int nSource, double dCost, const char* sTag) {
     Edge e{nFrom, nTo, nHandle, nSource, dCost, sTag, 0, -1};
     m_vecEdges.push_back(e);
@@ -154,11 +184,7 @@ void CSegment::BestPath(const char* sText, const std::vector<_stAtom>& vecAtoms,
             AddMatches(nCount, WORD_USER, true);
         }
         if (lex.pExtra != nullptr) {
-            nCount = 0;
-            for (const std::string& w : *lex.pExtra) {
-                if (w.empty() || w.size() > nRest || nCount == MAX_PREFIXES) continue;
-                if (std::memcmp(s + nOffset, w.data(), w.size()) == 0) lengths[nCount++] = static_cast<int>(w.size());
-            }
+            nCount = lex.pExtra->Prefixes(s + nOffset, nRest, lengths, MAX_PREFIXES);
             for (int k = 0; k < nCount; ++k) bUserAtom = bUserAtom || lengths[k] == atom.nLen;
             AddMatches(nCount, WORD_USER, false);
         }

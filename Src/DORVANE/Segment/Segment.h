@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "DORVANE/Segment/PreProcess.h"
@@ -51,6 +52,23 @@ struct _stWord {
     const char* sTag; // user words: the tag the user gave (may be null)
 };
 
+// CCallWords: the user words of one call, indexed by their first two bytes so that looking up the
+// words at a place costs the few that start there, also when a call brings thousands. Each word is
+// kept once, in the order first given. Threads: built and read by one call.
+class CCallWords {
+public:
+    explicit CCallWords(const std::vector<std::string>& vecWords);
+    // Prefixes: the lengths of the words that sText (nRest bytes left) starts with, at most nMax (the
+    // one-byte words first, then the longer ones, each in the order first given); their number.
+    int Prefixes(const char* sText, size_t nRest, int* pLengths, int nMax) const;
+    bool Empty() const { return m_nWords == 0; }
+
+private:
+    static unsigned Key(const char* s, size_t nLen);
+    std::unordered_map<unsigned, std::vector<const std::string*>> m_mapBuckets;
+    size_t m_nWords = 0;
+};
+
 // The dictionaries and settings one segmentation reads. Every pointer but pCore may be null.
 struct _stLexicon {
     const CPDAT* pCore = nullptr;
@@ -61,7 +79,7 @@ struct _stLexicon {
     const CPDAT* pField = nullptr;
     const CPDAT* pGran = nullptr;        // words that are never taken whole
     const CTrie* pUser = nullptr;        // user words shared by every call
-    const std::vector<std::string>* pExtra = nullptr;  // user words of this call only
+    const CCallWords* pExtra = nullptr;  // user words of this call only
     bool bUserPrior = false;             // a user word wins wherever it fits
     int nSentStart = -1;                 // handle of the sentence-start entry (bigram context)
     int nNumberHandle = -1, nTimeHandle = -1, nLettersHandle = -1;  // unknown atoms' entries

@@ -3,6 +3,7 @@
 
 #include <cctype>
 #include <cstring>
+#include <memory>
 
 #include "DORVANE/API/GRAVO.h"
 #include "DORVANE/Segment/FSA.h"
@@ -186,7 +187,9 @@ const std::string& CMainSystem::Process(const char* sParagraph, bool bPOSTagged,
     lex.pField = g_pFieldDict;
     lex.pGran = g_pGranDict;
     lex.pUser = m_pUserDict;
-    lex.pExtra = pExtra != nullptr && !pExtra->empty() ? pExtra : nullptr;
+    std::unique_ptr<CCallWords> pCallWords;
+    if (pExtra != nullptr && !pExtra->empty()) pCallWords.reset(new CCallWords(*pExtra));
+    lex.pExtra = pCallWords && !pCallWords->Empty() ? pCallWords.get() : nullptr;
     lex.bUserPrior = g_bUserDictPrior;
     lex.nSentStart = gSent_StartID;
     lex.nNumberHandle = gUnknown_m_ID;
