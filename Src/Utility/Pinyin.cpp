@@ -255,16 +255,21 @@ const char* CPinyin::Hanzi2Pinyin(const char* sHanzi, tstring& sPinyin, tstring&
 
 bool CPinyin::IsValidPinyinAbbrev(const char* sContent, const char* sPinyinHit) {
     if (sContent == nullptr || sPinyinHit == nullptr || sPinyinHit[0] == '\0') return false;
-    std::string sLower(sContent);
-    for (char& c : sLower) c = GetLowerLetter(c);
+    const std::string sLower = LowerLetters(sContent);
     // Deliberate: only the first occurrence is judged; a later, properly delimited occurrence
     // does not rescue a first one glued to a letter. The pinyin scan relies on this.
     const size_t nAt = sLower.find(sPinyinHit);
-    if (nAt == std::string::npos) return false;
+    return nAt != std::string::npos && StandsAlone(sLower, nAt, std::strlen(sPinyinHit));
+}
+
+std::string CPinyin::LowerLetters(const char* sContent) {
+    std::string sLower(sContent != nullptr ? sContent : "");
+    for (char& c : sLower) c = GetLowerLetter(c);
+    return sLower;
+}
+
+bool CPinyin::StandsAlone(const std::string& sLower, size_t nAt, size_t nLen) {
     if (nAt > 0 && !IsWordBoundary(static_cast<unsigned char>(sLower[nAt - 1]))) return false;
-    const size_t nEnd = nAt + std::strlen(sPinyinHit);
-    if (nEnd < sLower.size() && !IsWordBoundary(static_cast<unsigned char>(sLower[nEnd]))) {
-        return false;
-    }
-    return true;
+    const size_t nEnd = nAt + nLen;
+    return nEnd >= sLower.size() || IsWordBoundary(static_cast<unsigned char>(sLower[nEnd]));
 }

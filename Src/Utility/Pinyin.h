@@ -79,6 +79,11 @@ public:
     // space, tab, CR or LF, a non-ASCII one is accepted. Only the first occurrence is judged. False
     // for a null argument, an empty hit or a hit that does not occur.
     static bool IsValidPinyinAbbrev(const char* sContent, const char* sPinyinHit);
+    // The two steps of IsValidPinyinAbbrev, for callers that judge many hits in one text:
+    // LowerLetters gives sContent with its ASCII letters lowered (null gives ""), and StandsAlone
+    // judges the occurrence at nAt (nLen bytes) of that lowered text.
+    static std::string LowerLetters(const char* sContent);
+    static bool StandsAlone(const std::string& sLower, size_t nAt, size_t nLen);
 
     const std::string& GetDataPath() const { return m_sDataPath; }
 

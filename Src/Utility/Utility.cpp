@@ -368,14 +368,18 @@ char* StrNormalize(char* sStr) {
 }
 
 size_t FindSentenceStart(const char* sLine, size_t nLocatePos) {
+    return sLine == nullptr ? 0 : FindSentenceStartAbove(sLine, std::strlen(sLine), nLocatePos, 0);
+}
+
+size_t FindSentenceStartAbove(const char* sLine, size_t nLen, size_t nLocatePos, size_t nFloor) {
     if (sLine == nullptr || nLocatePos == 0) return 0;
-    size_t nLen = std::strlen(sLine);
     if (nLocatePos > nLen) nLocatePos = nLen;
     // Deliberate: the walk goes back byte-wise without resynchronising GBK characters (a trail byte
     // below 0x80 is read as a one-byte character) and never tests the byte at 0; callers' sentence
     // spans depend on it.
     size_t i = nLocatePos - 1;
     while (i > 0) {
+        if (i + 1 < nFloor) return 0;  // whatever is found from here lies below the floor
         unsigned char c = static_cast<unsigned char>(sLine[i]);
         if (c < 0x80 || i < 2) {
             if (IsSentenceEnd1(static_cast<char>(c))) return i + 1;
@@ -390,9 +394,15 @@ size_t FindSentenceStart(const char* sLine, size_t nLocatePos) {
 
 size_t FindSentenceEnd(const char* sLine, size_t nLocatePos) {
     if (sLine == nullptr) return 0;
-    size_t nLen = std::strlen(sLine);
+    const size_t nLen = std::strlen(sLine);
+    return FindSentenceEndBelow(sLine, nLen, nLocatePos, nLen);
+}
+
+size_t FindSentenceEndBelow(const char* sLine, size_t nLen, size_t nLocatePos, size_t nCeiling) {
+    if (sLine == nullptr) return 0;
     size_t i = nLocatePos;
     while (i < nLen) {
+        if (i >= nCeiling) return nLen;  // whatever is found from here lies beyond the ceiling (< nLen)
         unsigned char c = static_cast<unsigned char>(sLine[i]);
         if (c >= 0x80 && i + 1 < nLen) {
             if (IsSentenceEnd2(c, static_cast<unsigned char>(sLine[i + 1]))) return i + 2;

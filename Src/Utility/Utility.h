@@ -134,6 +134,14 @@ size_t FindSentenceStart(const char* sLine, size_t nLocatePos);
 // (walking character by character), or the length of sLine when there is none or nLocatePos is past
 // the end. A null sLine gives 0.
 size_t FindSentenceEnd(const char* sLine, size_t nLocatePos);
+// FindSentenceStartAbove, FindSentenceEndBelow: the same over the first nLen bytes of sLine, for
+// callers that only need to know whether the bound lies on their side of a limit, walking no further
+// than that: FindSentenceStartAbove gives FindSentenceStart's answer when it is at least nFloor, else
+// some value below nFloor; FindSentenceEndBelow gives FindSentenceEnd's answer when it is at most
+// nCeiling, else some value above nCeiling. So many bounds in one long text cost its length, not its
+// length for each.
+size_t FindSentenceStartAbove(const char* sLine, size_t nLen, size_t nLocatePos, size_t nFloor);
+size_t FindSentenceEndBelow(const char* sLine, size_t nLen, size_t nLocatePos, size_t nCeiling);
 // StrLine: cuts the next line out of pCur in place. Skips leading spaces, tabs, CR and LF; returns
 // null (and *pNextRet = null) at the end of the text. Otherwise the line ends at the first CR or
 // LF: the byte there goes to *chSep, is overwritten with NUL, and its address goes to *pNextRet

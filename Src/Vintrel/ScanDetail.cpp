@@ -8,11 +8,14 @@
 #include <cstring>
 #include <memory>
 #include <string>
+#include <unordered_set>
+#include <utility>
 #include <vector>
 
 #include "DORVANE/API/GRAVO.h"
 #include "Encript/QMTEncript.h"
 #include "Utility/CodeTran.h"
+#include "Utility/TextSearch.h"
 #include "Utility/PDAT.h"
 #include "Utility/POS.h"
 #include "Utility/Pinyin.h"
@@ -51,12 +54,11 @@ std::string Standardised(const char* sText) {
     return std::string(WordStandard(vecBuffer.data()));
 }
 
-// Confirmed: whether the segmented text has sWord as a word at its first occurrence: at the start or
-// after a blank, and followed by its tag.
-bool Confirmed(const std::string& sSegmented, const char* sWord) {
-    const size_t nPos = sSegmented.find(sWord);
+// Confirmed: whether the segmented text has a word at the first occurrence (nPos) of a keyword of
+// nLen bytes: at the start or after a blank, and followed by its tag.
+bool Confirmed(const std::string& sSegmented, size_t nPos, size_t nLen) {
     if (nPos == std::string::npos) return false;
-    const size_t nEnd = nPos + std::strlen(sWord);
+    const size_t nEnd = nPos + nLen;
     return nEnd < sSegmented.size() && sSegmented[nEnd] == '/' && (nPos == 0 || sSegmented[nPos - 1] == ' ');
 }
 
@@ -90,8 +92,11 @@ std::unique_ptr<char[]> ReadWholeFile(const char* sFilename) {
 const char* GetMappedStr(const std::vector<_TermPositionPair>& mapPosition, const _stTermPosition& term,
                          const char* sContent, std::string& result) {
     result.clear();
-    size_t i = 0;
-    while (i < mapPosition.size() && mapPosition[i].first.iStartPos < term.iStartPos) ++i;
+    // The pairs are in text order: the first pair at or after the hit's start is found by halving.
+    size_t i = static_cast<size_t>(
+        std::lower_bound(mapPosition.begin(), mapPosition.end(), term.iStartPos,
+                         [](const _TermPositionPair& pair, int nPos) { return pair.first.iStartPos < nPos; }) -
+        mapPosition.begin());
     if (i == mapPosition.size()) return nullptr;
     const long nStart = mapPosition[i].second.iStartPos;
     const long nTermEnd = static_cast<long>(term.iStartPos) + term.nWordLen;
@@ -191,16 +196,21 @@ const char* CVintrel::ScanDetailIn(const CDictionarySet& set, const char* sConte
         vecWords.reserve(vecHits.size());
         for (const _stTermPosition& hit : vecHits) vecWords.emplace_back(set.m_pKeyWordList->GetWord(hit.nHandle));
         const std::string sSegmented = GRAVO_ParagraphProcessWords(sT.c_str(), 1, vecWords);
-        for (size_t i = vecHits.size(); i-- > 0;) {
-            const char* sWord = vecWords[i].c_str();
-            if (std::strlen(sWord) != static_cast<size_t>(vecHits[i].nWordLen)) continue;
-            if (!Confirmed(sSegmented, sWord)) vecHits.erase(vecHits.begin() + static_cast<long>(i));
+        const std::vector<size_t> vecFirst = FirstOccurrences(sSegmented, vecWords);
+        size_t nKept = 0;
+        for (size_t i = 0; i < vecHits.size(); ++i) {
+            if (vecWords[i].size() != static_cast<size_t>(vecHits[i].nWordLen) ||
+                Confirmed(sSegmented, vecFirst[i], vecWords[i].size())) {
+                vecHits[nKept++] = vecHits[i];
+            }
         }
+        vecHits.resize(nKept);
     }
     if (pHitCount != nullptr) *pHitCount = static_cast<int>(vecHits.size());
     if (vecHits.empty()) return ReturnText("");
 
-    std::string sKeywords, sClasses, sMarked, sMapped;
+    CJoinedList keywords;
+    std::string sClasses, sMarked, sMapped;
     double dScore = 0;
     float fScore = 0;
     bool bSensitive = false;
@@ -210,13 +220,14 @@ const char* CVintrel::ScanDetailIn(const CDictionarySet& set, const char* sConte
         const bool bMore = i + 1 < vecHits.size();
         const char* sWord = set.m_pKeyWordList->GetWord(hit.nHandle);
         double dFactor = 1.0;
-        if (!Contains(sKeywords, sWord)) {
-            sKeywords += sWord;
+        if (!keywords.Contains(sWord)) {
+            keywords.AppendEntry(sWord);
             if (nRetryMode == 1 && GetMappedStr(vecPositionPairs, hit, sMappedContent.c_str(), sMapped) != nullptr &&
                 !sMapped.empty()) {
-                sKeywords += "-->" + sMapped;
+                keywords.AppendSeparator("-->");
+                keywords.AppendEntry(sMapped);
             }
-            if (bMore) sKeywords += "##";
+            if (bMore) keywords.AppendSeparator("##");
         } else {
             dFactor = REPEAT_FACTOR;
         }
@@ -227,12 +238,13 @@ const char* CVintrel::ScanDetailIn(const CDictionarySet& set, const char* sConte
         const size_t nHitEnd = nHitStart + static_cast<size_t>(hit.nWordLen);
         size_t nSentenceEnd = nHitEnd;
         if (bLong) {
-            size_t nStart = FindSentenceStart(sT.c_str(), nHitStart);
-            if (i > 0 && static_cast<size_t>(vecHits[i - 1].iStartPos + vecHits[i - 1].nWordLen) > nStart) {
-                nStart = nHitStart;
-            }
-            nSentenceEnd = FindSentenceEnd(sT.c_str(), nHitEnd);
-            if (bMore && static_cast<size_t>(vecHits[i + 1].iStartPos) < nSentenceEnd) nSentenceEnd = nHitEnd;
+            // The sentence around the hit, cut short at the neighbouring hits (the walks stop there).
+            const size_t nPrevEnd = i > 0 ? static_cast<size_t>(vecHits[i - 1].iStartPos + vecHits[i - 1].nWordLen) : 0;
+            const size_t nNextStart = bMore ? static_cast<size_t>(vecHits[i + 1].iStartPos) : sT.size();
+            size_t nStart = FindSentenceStartAbove(sT.c_str(), sT.size(), nHitStart, nPrevEnd);
+            if (i > 0 && nPrevEnd > nStart) nStart = nHitStart;
+            nSentenceEnd = FindSentenceEndBelow(sT.c_str(), sT.size(), nHitEnd, nNextStart);
+            if (bMore && nNextStart < nSentenceEnd) nSentenceEnd = nHitEnd;
             sMarked.append(sT, nStart, nHitStart - nStart);
         }
         int nCount = 0;
@@ -264,7 +276,7 @@ const char* CVintrel::ScanDetailIn(const CDictionarySet& set, const char* sConte
         // No keyword is sensitive by itself: the compound rules decide, and the result lists the rules.
         int nRuleScore = 0;
         const int nRules = set.m_pComplexFilter
-                               ? set.m_pComplexFilter->Filter(vecHits, set.m_pClassWordList.get(), sClasses, sKeywords,
+                               ? set.m_pComplexFilter->Filter(vecHits, set.m_pClassWordList.get(), sClasses, keywords.Text(),
                                                               nRuleScore)
                                : 0;
         fScore = static_cast<float>(nRuleScore);
@@ -275,7 +287,7 @@ const char* CVintrel::ScanDetailIn(const CDictionarySet& set, const char* sConte
         }
     }
     std::string sResult = ScoreHead(fScore, m_sDelimiter);
-    sResult += FromGBK(sKeywords) + m_sDelimiter + FromGBK(sClasses) + m_sDelimiter;
+    sResult += FromGBK(keywords.Text()) + m_sDelimiter + FromGBK(sClasses) + m_sDelimiter;
     sResult += FromGBK(bLong ? sMarked : sT);
     if (pScore != nullptr) *pScore = fScore;
     return ReturnText(sResult);
@@ -296,24 +308,65 @@ const char* CVintrel::ScanDetailPinyinIn(const CDictionarySet& set, const char* 
     pTable->GetSrcDict()->MMScanPosition(sPinyin.c_str(), vecHits, 2);
     if (vecHits.empty()) return ReturnText("");
 
-    std::string sRule = SOUND_TAG, sClasses, sMarked, sMapped;
-    const bool bLong = sPinyin.size() > WHOLE_TEXT_MAX;
-    double dScore = 0;
-    int nHits = 0;
+    // The hits that count: a short form (initials) only where the text itself has it standing alone,
+    // judged at its first occurrence; all short forms are looked up in one pass.
+    std::vector<std::string> vecForms(vecHits.size());
+    std::vector<std::string> vecShort;
     for (size_t i = 0; i < vecHits.size(); ++i) {
+        vecForms[i] = pTable->GetSrcWordList()->GetWord(vecHits[i].nHandle);
+        if (static_cast<size_t>(vecHits[i].nWordLen) < ABBREV_MAX) vecShort.push_back(vecForms[i]);
+    }
+    std::vector<char> vecCounts(vecHits.size(), 1);
+    if (!vecShort.empty()) {
+        const std::string sLower = CPinyin::LowerLetters(sContent);
+        const std::vector<size_t> vecFirst = FirstOccurrences(sLower, vecShort);
+        for (size_t i = 0, k = 0; i < vecHits.size(); ++i) {
+            if (static_cast<size_t>(vecHits[i].nWordLen) >= ABBREV_MAX) continue;
+            const size_t nAt = vecFirst[k++];
+            vecCounts[i] = !vecForms[i].empty() && nAt != std::string::npos &&
+                           CPinyin::StandsAlone(sLower, nAt, vecForms[i].size());
+        }
+    }
+    // For a long text, the input span of each counted hit: the characters whose readings it covers.
+    const bool bLong = sPinyin.size() > WHOLE_TEXT_MAX;
+    const size_t nContentLen = std::strlen(sContent);
+    std::vector<std::pair<size_t, size_t>> vecSpans;
+    std::vector<size_t> vecCounted;
+    for (size_t i = 0; i < vecHits.size(); ++i) {
+        if (vecCounts[i] == 0) continue;
+        vecCounted.push_back(i);
+        if (!bLong) continue;
         const _stTermPosition& hit = vecHits[i];
-        const char* sForm = pTable->GetSrcWordList()->GetWord(hit.nHandle);
-        const size_t nFormLen = std::strlen(sForm);
-        if (static_cast<size_t>(hit.nWordLen) < ABBREV_MAX && !CPinyin::IsValidPinyinAbbrev(sContent, sForm)) continue;
-        ++nHits;
+        const long nHitEnd = static_cast<long>(hit.iStartPos) + hit.nWordLen;
+        size_t nFrom = nContentLen, nTo = 0;
+        auto it = std::lower_bound(vecPairs.begin(), vecPairs.end(), hit.iStartPos,
+                                   [](const _TermPositionPair& pair, int nPos) { return pair.first.iStartPos < nPos; });
+        for (; it != vecPairs.end() && static_cast<long>(it->first.iStartPos) + it->first.nWordLen <= nHitEnd; ++it) {
+            nFrom = std::min(nFrom, static_cast<size_t>(it->second.iStartPos));
+            nTo = std::max(nTo, static_cast<size_t>(it->second.iStartPos + it->second.nWordLen));
+        }
+        vecSpans.emplace_back(nFrom, nTo);
+    }
+
+    CJoinedList rule(SOUND_TAG);
+    std::string sClasses, sMarked, sMapped;
+    double dScore = 0;
+    const int nHits = static_cast<int>(vecCounted.size());
+    for (size_t n = 0; n < vecCounted.size(); ++n) {
+        const size_t i = vecCounted[n];
+        const _stTermPosition& hit = vecHits[i];
+        const size_t nFormLen = vecForms[i].size();
         const char* sKeyword = pTable->SrcID2Dsn(hit.nHandle);
         if (sKeyword == nullptr) sKeyword = "";
         const int nHandle = set.m_pKeyDict->Find(sKeyword);
         double dFactor = 1.0;
-        if (!Contains(sRule, sKeyword)) {
-            sRule += sKeyword;
-            if (GetMappedStr(vecPairs, hit, sContent, sMapped) != nullptr && !sMapped.empty()) sRule += "-->" + sMapped;
-            if (i + 1 < vecHits.size()) sRule += "##";
+        if (!rule.Contains(sKeyword)) {
+            rule.AppendEntry(sKeyword);
+            if (GetMappedStr(vecPairs, hit, sContent, sMapped) != nullptr && !sMapped.empty()) {
+                rule.AppendSeparator("-->");
+                rule.AppendEntry(sMapped);
+            }
+            if (i + 1 < vecHits.size()) rule.AppendSeparator("##");
         } else {
             dFactor = REPEAT_FACTOR;
         }
@@ -323,29 +376,25 @@ const char* CVintrel::ScanDetailPinyinIn(const CDictionarySet& set, const char* 
         int nCount = 0;
         const POS_info* pInfo = set.m_pKeyPOS && nHandle >= 0 ? set.m_pKeyPOS->GetPOS(nHandle, &nCount) : nullptr;
         if (pInfo == nullptr) nCount = 0;
-        if (bLong) {
-            // The hit's sentence in the input: the characters whose readings the hit covers.
-            size_t nFrom = std::strlen(sContent), nTo = 0;
-            const long nHitEnd = static_cast<long>(hit.iStartPos) + hit.nWordLen;
-            for (const _TermPositionPair& pair : vecPairs) {
-                const long nFirstEnd = static_cast<long>(pair.first.iStartPos) + pair.first.nWordLen;
-                if (pair.first.iStartPos < hit.iStartPos || nFirstEnd > nHitEnd) continue;
-                nFrom = std::min(nFrom, static_cast<size_t>(pair.second.iStartPos));
-                nTo = std::max(nTo, static_cast<size_t>(pair.second.iStartPos + pair.second.nWordLen));
+        if (bLong && vecSpans[n].first < vecSpans[n].second) {
+            // The hit's sentence, cut short at the neighbouring hits as in the detailed scan.
+            const size_t nFrom = vecSpans[n].first, nTo = vecSpans[n].second;
+            const size_t nPrevEnd = n > 0 ? vecSpans[n - 1].second : 0;
+            const size_t nNextStart = n + 1 < vecSpans.size() ? vecSpans[n + 1].first : nContentLen;
+            size_t nStart = FindSentenceStartAbove(sContent, nContentLen, nFrom, nPrevEnd);
+            if (n > 0 && nPrevEnd > nStart) nStart = nFrom;
+            size_t nEnd = FindSentenceEndBelow(sContent, nContentLen, nTo, nNextStart);
+            if (n + 1 < vecSpans.size() && nNextStart < nEnd) nEnd = nTo;
+            int nTags = 0;
+            for (int j = 0; j < nCount; ++j) {
+                if (pInfo[j].freq <= 0) continue;
+                sMarked += ClassTag(set.m_pClassWordList ? set.m_pClassWordList->GetWord(pInfo[j].POS_id) : "",
+                                    pInfo[j].freq);
+                ++nTags;
             }
-            if (nFrom < nTo) {
-                const size_t nStart = FindSentenceStart(sContent, nFrom), nEnd = FindSentenceEnd(sContent, nTo);
-                int nTags = 0;
-                for (int j = 0; j < nCount; ++j) {
-                    if (pInfo[j].freq <= 0) continue;
-                    sMarked += ClassTag(set.m_pClassWordList ? set.m_pClassWordList->GetWord(pInfo[j].POS_id) : "",
-                                        pInfo[j].freq);
-                    ++nTags;
-                }
-                sMarked.append(sContent + nStart, nEnd - nStart);
-                for (int j = 0; j < nTags; ++j) sMarked += "</class>";
-                sMarked += "\r\n";
-            }
+            sMarked.append(sContent + nStart, nEnd - nStart);
+            for (int j = 0; j < nTags; ++j) sMarked += "</class>";
+            sMarked += "\r\n";
         }
         const double dLengths = static_cast<double>(std::strlen(sKeyword)) / 6.0 * static_cast<double>(nFormLen) / 9.0;
         for (int j = 0; j < nCount; ++j) {
@@ -361,7 +410,7 @@ const char* CVintrel::ScanDetailPinyinIn(const CDictionarySet& set, const char* 
     if (nHits == 0) return ReturnText("");
     const float fScore = static_cast<float>(dScore * PINYIN_FACTOR);
     std::string sResult = ScoreHead(fScore, m_sDelimiter);
-    sResult += FromGBK(sRule) + m_sDelimiter + FromGBK(sClasses) + m_sDelimiter;
+    sResult += FromGBK(rule.Text()) + m_sDelimiter + FromGBK(sClasses) + m_sDelimiter;
     sResult += FromGBK(bLong ? sMarked : std::string(sContent));
     if (p_nHitCount != nullptr) *p_nHitCount = nHits;
     if (p_nScore != nullptr) *p_nScore = fScore;
