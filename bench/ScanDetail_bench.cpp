@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <cstring>
 #include <memory>
 #include <random>
 #include <string>
@@ -114,6 +115,26 @@ void BM_ScanDetail1k_UTF8(benchmark::State& state) { RunDetail(state, 1000); }
 void BM_ScanDetail100k_UTF8(benchmark::State& state) { RunDetail(state, 100000); }
 BENCHMARK(BM_ScanDetail1k_UTF8)->Unit(benchmark::kMillisecond)->UseRealTime()->Threads(1)->Threads(2);
 BENCHMARK(BM_ScanDetail100k_UTF8)->Unit(benchmark::kMillisecond)->UseRealTime()->Threads(1)->Threads(2);
+
+// One call on 1 MB of the text as a single line, with 100k keywords: tens of thousands of hits whose
+// confirmation, lists and sentences must cost the text's length, not its square.
+void BM_ScanDetailOneMegabyteLine(benchmark::State& state) {
+    DetailSetup* pSetup = (Words().empty() || Lines().empty()) ? nullptr : &Setup(100000);
+    if (pSetup == nullptr || !pSetup->bReady) {
+        state.SkipWithError("jieba dictionary or PKU text missing, or the library did not start");
+        return;
+    }
+    std::string sLine;
+    for (size_t i = 0; sLine.size() < (size_t{1} << 20); ++i) sLine += pSetup->vecLines[i % pSetup->vecLines.size()];
+    size_t nResult = 0;
+    for (auto _ : state) {
+        const char* sResult = VT_ScanDetail(sLine.c_str(), 0);
+        nResult = sResult != nullptr ? std::strlen(sResult) : 0;
+    }
+    state.SetBytesProcessed(static_cast<int64_t>(sLine.size()) * state.iterations());
+    state.counters["result_bytes"] = static_cast<double>(nResult);
+}
+BENCHMARK(BM_ScanDetailOneMegabyteLine)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(3);
 
 // VT_ScanLine of a 100 MB file made of the PKU lines: speed, and the memory the process holds before
 // and after (the scan reads line by line and keeps a bounded number of results).
