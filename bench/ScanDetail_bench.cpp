@@ -85,15 +85,16 @@ void RunDetail(benchmark::State& state, size_t nKeywords) {
     static DetailSetup* pSetup = nullptr;
     if (state.thread_index() == 0) {
         pSetup = (Words().empty() || Lines().empty()) ? nullptr : &Setup(nKeywords);
-        if (pSetup == nullptr || !pSetup->bReady) {
-            state.SkipWithError("jieba dictionary or PKU text missing, or the library did not start");
-            pSetup = nullptr;
-        }
+        if (pSetup != nullptr && !pSetup->bReady) pSetup = nullptr;
     }
-    // Google Benchmark starts the timing of all threads together, after every thread got here.
-    if (pSetup == nullptr) return;
+    // Google Benchmark starts the loop of all threads together, once every thread got to it (so
+    // after the setup of thread 0).
     size_t nBytes = 0, nLines = 0, nHits = 0;
     for (auto _ : state) {
+        if (pSetup == nullptr) {
+            state.SkipWithError("jieba dictionary or PKU text missing, or the library did not start");
+            break;
+        }
         const std::vector<std::string>& vecLines = pSetup->vecLines;
         // Each thread starts at its own place in the text (callers scan different texts).
         const size_t nStart = vecLines.size() * static_cast<size_t>(state.thread_index()) / 2;
