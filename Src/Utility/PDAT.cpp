@@ -1074,9 +1074,15 @@ int CPDAT::Prefetch(const char* sText, size_t nLen, int nDepth) const {
 //   5. at the end of the text: as at a failing step, so the rest of the text is still examined.
 int CPDAT::MMScanPosition(const char* sText, std::vector<_stTermPosition>& vecResult,
                           int nScanMode) const {
+    if (sText == nullptr) return 0;
+    return MMScanPosition(sText, std::strlen(sText), vecResult, nScanMode);
+}
+
+int CPDAT::MMScanPosition(const char* sText, size_t nTextLen, std::vector<_stTermPosition>& vecResult,
+                          int nScanMode) const {
     if (sText == nullptr || m_vecData.empty()) return 0;
     const unsigned char* s = reinterpret_cast<const unsigned char*>(sText);
-    const size_t nLen = TextLength(sText);
+    const size_t nLen = std::min<size_t>(nTextLen, INT_MAX - 1);
     // One loop per character mode and scan mode, so that neither is tested per character. A mode other
     // than 1 or 2 reads characters as mode 0 does; a scan mode other than 1 or 2 acts as 0.
     const int nMode = (m_nMode == 1 || m_nMode == 2) ? m_nMode : 0;

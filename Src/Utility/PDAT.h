@@ -135,6 +135,10 @@ public:
     // nothing.
     int MMScanPosition(const char* sText, std::vector<_stTermPosition>& vecResult,
                        int nScanMode = 1) const;
+    // MMScanPosition: the same for a text whose length the caller knows. REQUIRES: nLen ==
+    // strlen(sText).
+    int MMScanPosition(const char* sText, size_t nLen, std::vector<_stTermPosition>& vecResult,
+                       int nScanMode = 1) const;
     // MMSegment: forward longest-match segmentation of sText into *pOut, each segment followed by cSep;
     // an unmatched character stands alone, with the ASCII bytes after an unmatched ASCII byte glued to it up
     // to one of " \t-_,.:/~#%^*()" or a non-ASCII byte. With nMaxLen >= 1 no match is longer than nMaxLen

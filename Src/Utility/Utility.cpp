@@ -316,7 +316,7 @@ size_t WordStandard(const char* sWord, size_t nLen, char* sOut) {
         // (lead byte 0x80 or more, not A1 or A3; no trail byte is 0 before the end) are kept as
         // they are. Sixteen bytes are stored only when all of them are such characters, as the
         // output may be the input (stored after loaded, never beyond the bytes loaded); a shorter
-        // run is moved.
+        // run is copied.
         while (pEnd - pRead >= 16) {
             const __m128i nBytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(pRead));
             const __m128i nRows =
@@ -333,7 +333,10 @@ size_t WordStandard(const char* sWord, size_t nLen, char* sOut) {
             }
             const size_t nKept =
                 static_cast<size_t>(__builtin_ctz(nOther)) & ~size_t{1};  // whole characters
-            std::memmove(pWrite, pRead, nKept);
+            for (size_t i = 0; i < nKept; i += 2) {  // forwards, as the output never passes the input
+                pWrite[i] = pRead[i];
+                pWrite[i + 1] = pRead[i + 1];
+            }
             pRead += nKept;
             pWrite += nKept;
             break;

@@ -403,9 +403,9 @@ const char* CVintrel::Scan(const char* sContent) {
     // The text is standardised as keywords were at import, so that both meet in the same form.
     const size_t nLen = std::strlen(sText);
     vecText.resize(nLen + 1);
-    WordStandard(sText, nLen, vecText.data());
+    const size_t nStandard = WordStandard(sText, nLen, vecText.data());
     vecHits.clear();
-    pSet->m_pKeyDict->MMScanPosition(vecText.data(), vecHits, 1);
+    pSet->m_pKeyDict->MMScanPosition(vecText.data(), nStandard, vecHits, 1);
 
     const int nClasses = pSet->m_pClassDict ? static_cast<int>(pSet->m_pClassDict->GetItemCount()) : 0;
     vecTotal.assign(static_cast<size_t>(nClasses), 0);
