@@ -1295,8 +1295,8 @@ void CPDAT::ScanText(const unsigned char* s, size_t nLen, std::vector<_stTermPos
             const state& first = pCells[r1];
             int nHandle = first.handle;
             size_t nWordLen = vecPos[k + 1] - nStart;
-            bool bEnd = isLeaf(first, r1);   // the attempt ends at the last cell reached ...
-            int32_t tNext = vecClass[k + 1];  // ... or else at this character
+            bool bEnd = isLeaf(first, r1);  // the attempt ends at the last cell reached ...
+            int nNext = k + 1;               // ... or else at this character
             const int64_t p2 = vecCell2[k];
             if (!bEnd && p2 >= 0 && pCells[p2].check == r1) {
                 const state& second = pCells[p2];
@@ -1305,7 +1305,8 @@ void CPDAT::ScanText(const unsigned char* s, size_t nLen, std::vector<_stTermPos
                     nWordLen = vecPos[k + 2] - nStart;
                     bEnd = second.base == -p2;
                 }
-                tNext = vecClass[k + 2];
+                nNext = k + 2;
+                const int32_t tNext = vecClass[nNext];
                 if (!bEnd && tNext >= 0) {
                     const int64_t p3 = magnitude(second.base) + (tNext & SCAN_RANK_MASK);
                     if (p3 <= nBound && pCells[p3].check == p2) {
@@ -1316,15 +1317,17 @@ void CPDAT::ScanText(const unsigned char* s, size_t nLen, std::vector<_stTermPos
             }
             const bool bPending = nHandle >= 0;  // (the word is at least one character long)
             const bool bValid = bPending && IsValidString(s, nStart, nStart + nWordLen, nLen);
+            const int32_t tNext = vecClass[nNext];
             if (bEnd) {
                 if (bValid) emit(nHandle, nStart, nWordLen);
                 nResume = vecPos[k + 1];
             } else if (tNext == SCAN_STOP) {
                 if (bPending) emit(nHandle, nStart, nWordLen);  // no boundary test
                 nResume = vecPos[k + 1];
-            } else if (tNext == SCAN_UNRANKED) {
-                nResume = attempt(nStart);
-            } else if (bValid) {  // a failing step or the end of the text
+            } else if (tNext == SCAN_UNRANKED && !bValid) {
+                // Deliberate: as in the attempt, the scan resumes after the character without rank.
+                nResume = vecPos[nNext + 1];
+            } else if (bValid) {  // a failing step, a character without rank or the end of the text
                 emit(nHandle, nStart, nWordLen);
                 nResume = vecPos[k + 1];
             } else {  // a word that fails the boundary test is skipped over
