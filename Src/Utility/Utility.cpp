@@ -305,6 +305,7 @@ size_t WordStandard(const char* sWord, size_t nLen, char* sOut) {
     if (sWord == nullptr || sOut == nullptr) return 0;
     const char* pRead = sWord;
     const char* const pEnd = sWord + nLen;
+    [[maybe_unused]] const bool bInPlace = sOut == sWord;
     char* pWrite = sOut;
     char sChar[3];
     size_t nCharLen;
@@ -333,9 +334,15 @@ size_t WordStandard(const char* sWord, size_t nLen, char* sOut) {
             }
             const size_t nKept =
                 static_cast<size_t>(__builtin_ctz(nOther)) & ~size_t{1};  // whole characters
-            for (size_t i = 0; i < nKept; i += 2) {  // forwards, as the output never passes the input
-                pWrite[i] = pRead[i];
-                pWrite[i + 1] = pRead[i + 1];
+            if (!bInPlace || pWrite == pRead) {
+                // The bytes stored beyond the run are written over later (or are the input's own).
+                _mm_storeu_si128(reinterpret_cast<__m128i*>(pWrite), nBytes);
+            } else {
+                // Forwards, as the output never passes the input.
+                for (size_t i = 0; i < nKept; i += 2) {
+                    pWrite[i] = pRead[i];
+                    pWrite[i + 1] = pRead[i + 1];
+                }
             }
             pRead += nKept;
             pWrite += nKept;

@@ -122,8 +122,9 @@ bool IsEnglishText(const char* sText, size_t nLen);
 // "+-{};" and every other two-byte character are kept. Null in, null out.
 char* WordStandard(char* sWord);
 // WordStandard: the same for the C string sWord of length nLen, written to sOut, which has room for
-// nLen + 1 bytes and may be sWord itself (saves a copy); returns the length written (the
-// terminating NUL not counted), 0 for a null pointer. REQUIRES: nLen == strlen(sWord).
+// nLen + 1 bytes and is either sWord itself or does not overlap it (saves a copy); returns the
+// length written (the terminating NUL not counted), 0 for a null pointer. REQUIRES: nLen ==
+// strlen(sWord).
 size_t WordStandard(const char* sWord, size_t nLen, char* sOut);
 // StrNormalize: collapses every run of blanks (space, tab, CR, LF) into one space and drops leading
 // blanks, in place; returns sStr. A trailing blank is dropped only when the byte after the written
