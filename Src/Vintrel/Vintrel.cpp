@@ -278,8 +278,17 @@ int CDictionarySet::Hits(int nHandle) const {
 
 void CDictionarySet::TakeHits(const CDictionarySet& old) {
     size_t nCommon = std::min(m_nKeyCells, old.m_nKeyCells);
+    // The old set's blocks as they are now (blocks are only ever added), under one lock.
+    std::vector<std::shared_ptr<CHitBlock>> vecBlocks;
+    {
+        std::lock_guard<std::mutex> lock(old.m_mutexBlocks);
+        vecBlocks = old.m_vecBlocks;
+    }
     for (size_t h = 0; h < nCommon; ++h) {
-        m_pKeyCells[h].nHits.store(old.Hits(static_cast<int>(h)), std::memory_order_relaxed);
+        int nCount = old.m_pKeyCells[h].nHits.load(std::memory_order_relaxed);
+        for (const std::shared_ptr<CHitBlock>& p : vecBlocks)
+            nCount += p->pCounts[h].load(std::memory_order_relaxed);
+        m_pKeyCells[h].nHits.store(nCount, std::memory_order_relaxed);
     }
 }
 
