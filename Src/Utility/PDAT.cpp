@@ -74,8 +74,12 @@
 // succeeds (8 KiB) and a hashed bitset of the (first rank, second rank) pairs that some cell's check
 // allows (about 16 bits per pair, at most 1 MiB). It may say "maybe" for a step that fails but never "no"
 // for one that succeeds, so hits are the same with or without it. With it scan mode 1 (every character
-// offset is a start) classifies a block of offsets at a time without branching on the filter's answers,
-// prefetches the second and third steps of the offsets it cannot rule out, and walks only those.
+// offset is a start) takes a block of offsets at a time: it reads the characters into their scan class
+// (one table lookup for the rank, whether a walk can start there and whether the character may continue
+// a match), rules out most offsets without branching on the text or the dictionary's answers (a branch
+// per character on data as irregular as text costs more than all the rest), prefetches the second and
+// third steps of the others, settles from those cells the ones whose walk ends within three steps and
+// walks only the rest.
 //
 // Files. A .pdat file is the rank table, the lower bound, the item count, the states and the mode, raw and
 // little-endian. Load believes none of it: the file size must match the lower bound exactly, the ranks
@@ -203,6 +207,21 @@ inline int GetCharCode(int nMode, const unsigned char* sText, size_t nPos, size_
     return static_cast<int>(nCode);
 }
 
+// ScanChar: GetCharCode for the scans' left-to-right reading; mode 0 without branches on the bytes.
+// REQUIRES: nPos < nLen and sText[nLen] readable (the terminating NUL).
+template <int MODE>
+inline int ScanChar(const unsigned char* sText, size_t nPos, size_t nLen, int* pCharLen) {
+    if (MODE != 0) return GetCharCode(MODE, sText, nPos, nLen, pCharLen);
+    // Masks rather than conditions, so that the compiler adds no branches.
+    const unsigned c = sText[nPos];
+    const unsigned nNext = sText[nPos + 1];
+    const unsigned bPair = (c >> 7) & static_cast<unsigned>(nPos + 1 < nLen);
+    const unsigned nSingle = c + (static_cast<unsigned>(c - 'A' < 26u) << 5);  // 'a' - 'A' is 32
+    const unsigned nMask = 0u - bPair;
+    *pCharLen = static_cast<int>(1 + bPair);
+    return static_cast<int>((((c << 8) | nNext) & nMask) | (nSingle & ~nMask));
+}
+
 inline bool IsWhiteCode(int nCode) { return nCode == 32 || nCode == 9 || nCode == 13 || nCode == 10; }
 
 // IsWordEnd: the cell ends a word: negative base, or base 0 (a word without children in cell 0) with a
@@ -261,6 +280,26 @@ inline bool FilterHas(const uint64_t* pFilter, int nShift, int nFirst, int nSeco
     uint64_t nBit = FilterBit(nFirst, nSecond, nShift);
     return ((pFilter[nBit >> 6] >> (nBit & 63)) & 1u) != 0;
 }
+
+// ContinuesMatch: whether a character of this code may continue a match in scan mode 1: a GB2312 hanzi
+// (lead 0xB0 and up, trail 0xA1 and up; such codes are never folded), or, after folding, a lower-case
+// letter or a digit. In every character mode the code alone decides it: a code of 256 and up is an
+// unfolded two-byte character, and a lone byte of 0x80 and up is none of them.
+inline bool ContinuesMatch(int nCode) {
+    if (nCode >= 0x100) return (nCode >> 8) >= 0xB0 && (nCode & 0xFF) >= 0xA1;
+    return (nCode >= 'a' && nCode <= 'z') || (nCode >= '0' && nCode <= '9');
+}
+
+// The scan class of a character for scan mode 1 (CPDAT::m_vecScanClass): its rank, with SCAN_FIRST added
+// when the first step of a walk succeeds with it and SCAN_WORD when moreover that first cell holds a
+// word (a handle, or a word end without longer words); SCAN_UNRANKED when it may continue a match but
+// has no rank; SCAN_STOP when it ends every match. SCAN_END stands for the end of the text.
+constexpr int32_t SCAN_FIRST = 1 << 30;
+constexpr int32_t SCAN_WORD = 1 << 29;
+constexpr int32_t SCAN_RANK_MASK = 0xFFFF;
+constexpr int32_t SCAN_UNRANKED = -1;
+constexpr int32_t SCAN_STOP = -2;
+constexpr int32_t SCAN_END = -3;
 
 // CFreeCells: which cells of the array under construction are used, and the first-fit base search over
 // them.
@@ -757,6 +796,7 @@ void CPDAT::SetScanFilter(bool bOn) {
 void CPDAT::BuildScanFilter() {
     std::vector<uint64_t>().swap(m_vecScanFilter);
     std::vector<uint64_t>().swap(m_vecFirstChars);
+    std::vector<int32_t>().swap(m_vecScanClass);
     m_nFilterShift = 64;
     if (m_nFilterPolicy == 0 || m_vecData.empty()) return;
     const size_t nCells = std::min(m_vecData.size(), static_cast<size_t>(m_nLowerBound) + 1);
@@ -787,12 +827,17 @@ void CPDAT::BuildScanFilter() {
         pFilter[nBit >> 6] |= uint64_t{1} << (nBit & 63);
     });
     // The codes whose first step succeeds: ranked, the rank's cell within the array and checking -2.
+    // The scan classes of scan mode 1 come from the same facts.
     m_vecFirstChars.assign(CODE_COUNT / 64, 0);
+    m_vecScanClass.assign(CODE_COUNT, SCAN_STOP);
     for (int nCode = 0; nCode < CODE_COUNT; ++nCode) {
         int r = Rank(nCode);
-        if (r >= 0 && static_cast<size_t>(r) < nCells && pCells[r].check == -2) {
-            m_vecFirstChars[static_cast<size_t>(nCode) >> 6] |= uint64_t{1} << (nCode & 63);
-        }
+        bool bFirst = r >= 0 && static_cast<size_t>(r) < nCells && pCells[r].check == -2;
+        if (bFirst) m_vecFirstChars[static_cast<size_t>(nCode) >> 6] |= uint64_t{1} << (nCode & 63);
+        if (!ContinuesMatch(nCode)) continue;
+        bool bWord = bFirst && (pCells[r].handle >= 0 || (IsWordEnd(pCells[r]) && pCells[r].base == -r));
+        m_vecScanClass[static_cast<size_t>(nCode)] =
+            r < 0 ? SCAN_UNRANKED : r | (bFirst ? SCAN_FIRST : 0) | (bWord ? SCAN_WORD : 0);
     }
 }
 
@@ -1029,9 +1074,15 @@ int CPDAT::Prefetch(const char* sText, size_t nLen, int nDepth) const {
 //   5. at the end of the text: as at a failing step, so the rest of the text is still examined.
 int CPDAT::MMScanPosition(const char* sText, std::vector<_stTermPosition>& vecResult,
                           int nScanMode) const {
+    if (sText == nullptr) return 0;
+    return MMScanPosition(sText, std::strlen(sText), vecResult, nScanMode);
+}
+
+int CPDAT::MMScanPosition(const char* sText, size_t nTextLen, std::vector<_stTermPosition>& vecResult,
+                          int nScanMode) const {
     if (sText == nullptr || m_vecData.empty()) return 0;
     const unsigned char* s = reinterpret_cast<const unsigned char*>(sText);
-    const size_t nLen = TextLength(sText);
+    const size_t nLen = std::min<size_t>(nTextLen, INT_MAX - 1);
     // One loop per character mode and scan mode, so that neither is tested per character. A mode other
     // than 1 or 2 reads characters as mode 0 does; a scan mode other than 1 or 2 acts as 0.
     const int nMode = (m_nMode == 1 || m_nMode == 2) ? m_nMode : 0;
@@ -1165,71 +1216,123 @@ void CPDAT::ScanText(const unsigned char* s, size_t nLen, std::vector<_stTermPos
         for (size_t nStart = 0; nStart < nLen;) nStart = attempt(nStart);
         return;
     }
-    // Scan mode 1 with the filter takes the text in blocks of up to BLOCK characters. A first pass
-    // reads each character once and marks each character offset of the block "plain" when an attempt
-    // there surely ends at its first or second character with nothing pending, so that it emits nothing
-    // and the scan resumes one character later: the first step fails, or the first cell holds no word
-    // and the filter rules out the second step. That pass has no branch on the dictionary's answers, so
-    // its reads overlap in memory; it also prefetches every second step's cell. A second pass reads the
-    // second cells of the offsets that are not plain and prefetches their third steps. The last pass runs
-    // the full attempt at the offsets that are not plain and that the scan reaches. Every offset the scan
-    // resumes at ends a character read from an earlier start, so it is one of the character offsets of
-    // this left-to-right reading, and a plain offset it skips would have resumed at the next one anyway.
-    constexpr int BLOCK = 63;     // start offsets per block; one more character is read
-    size_t vecOffset[BLOCK + 1];  // character offsets
-    int vecRank[BLOCK + 1];       // their ranks, -1 when unranked
-    int64_t vecCell2[BLOCK];      // the second step's cell of a start offset, -1 when none
-    size_t nResume = 0;           // the next start offset of the scan
-    size_t q = 0;                 // the next character offset to read
+    // Scan mode 1 with the filter takes the text in blocks of BLOCK start offsets. A first pass reads
+    // each character once, AHEAD characters beyond the block's starts included, into its offset and
+    // scan class (m_vecScanClass: rank and whether a walk can start with it, or that it has no rank or
+    // ends every match) and notes the offsets where the first step succeeds; it has no branch on the
+    // bytes (masks instead of conditions), as a mispredicted branch per character would cost more than
+    // the rest of the pass. A second pass, over those offsets only and without branches on the
+    // dictionary's answers (so that its reads overlap in memory), marks the ones whose attempt may emit a
+    // hit or skip ahead: the first cell holds a word, or the filter lets the second step pass, or the
+    // second character has no rank. Every other offset surely ends with nothing pending and the scan
+    // resuming one character later, so it is left out: a resume offset it skips would have moved on to
+    // the next character anyway. The pass prefetches the second step's cells, a third pass the third
+    // step's. The last pass settles the marked offsets that the scan reaches, in order: where the walk
+    // ends within three steps (the common case) from the cells read, as the attempt would; else with the
+    // full attempt. Every offset the scan resumes at ends a character read from an earlier start, so it
+    // is one of the character offsets of this left-to-right reading.
+    constexpr int BLOCK = 64;          // start offsets per block
+    constexpr int AHEAD = 2;           // characters read beyond them
+    size_t vecPos[BLOCK + AHEAD + 1];  // character offsets, and the offset after the last one read
+    int32_t vecClass[BLOCK + AHEAD];   // their scan classes, SCAN_END beyond the text
+    int64_t vecCell2[BLOCK];           // the second step's cell, -1 when the step surely fails
+    const int32_t* pClass = m_vecScanClass.data();
+    auto magnitude = [](int nBase) { return nBase < 0 ? -static_cast<int64_t>(nBase) : nBase; };
+    // IsWordEnd and "a word end without longer words below it" as 0 or 1, without branches.
+    auto isWordEnd = [](const state& st) { return (st.base < 0) | ((st.base == 0) & (st.handle >= 0)); };
+    auto isLeaf = [&](const state& st, int64_t p) { return isWordEnd(st) & (st.base == -p); };
+    size_t nResume = 0;  // the next start offset of the scan
+    size_t q = 0;        // the next character offset to read
     while (q < nLen) {
         int nCount = 0;
-        uint64_t nFirstSteps = 0;  // bit k: the first step succeeds at vecOffset[k]
-        for (; nCount <= BLOCK && q < nLen; ++nCount) {
+        uint64_t nFirstSteps = 0;  // bit k: the first step succeeds at vecPos[k]
+        for (; nCount < BLOCK + AHEAD && q < nLen; ++nCount) {
             int nCharLen;
-            int nCode = GetCharCode(MODE, s, q, nLen, &nCharLen);
-            nFirstSteps |= ((pFirstChars[nCode >> 6] >> (nCode & 63)) & 1u) << nCount;
-            vecOffset[nCount] = q;
-            vecRank[nCount] = pRanks[nCode];
+            const int nCode = ScanChar<MODE>(s, q, nLen, &nCharLen);
+            const int32_t t = pClass[nCode];
+            // A first step beyond the bound (after SetEmpty) fails; cell 0 stands in for a failing one.
+            const int r = t & SCAN_RANK_MASK;
+            const int bFirst = (t >= SCAN_FIRST) & (r <= nBound);
+            vecPos[nCount] = q;
+            // Without a first step the rank is kept but SCAN_FIRST and SCAN_WORD are dropped.
+            vecClass[nCount] = t & (-(bFirst | (t < 0)) | SCAN_RANK_MASK);
+            const uint64_t nBit = nCount < BLOCK ? uint64_t{1} << (nCount & 63) : 0;
+            nFirstSteps |= nBit & -static_cast<uint64_t>(bFirst);
             q += static_cast<size_t>(nCharLen);
         }
-        // A full block's last character is only read as the second character of the offset before it;
-        // the next block starts with it.
-        const bool bMore = nCount == BLOCK + 1;
-        const int nStarts = bMore ? BLOCK : nCount;
-        if (bMore) q = vecOffset[BLOCK];
-        uint64_t nFull = 0;  // bit k: the attempt at vecOffset[k] needs the full walk
-        for (int k = 0; k < nStarts; ++k) {
-            bool bFirst = ((nFirstSteps >> k) & 1u) != 0;
-            int r1 = bFirst ? vecRank[k] : 0;  // cell r1 exists when bFirst
-            bool bHasNext = k + 1 < nCount;
-            int r2 = bHasNext ? vecRank[k + 1] : -1;
-            int r2c = r2 < 0 ? 0 : r2;
-            const state& first = pCells[r1];
-            int64_t nBase1 = first.base < 0 ? -static_cast<int64_t>(first.base) : first.base;
-            bool bFilter = FilterHas(pFilter, nFilterShift, r1, r2c);
-            int64_t p2 = nBase1 + r2c;
-            bool bStep = bFirst & (r2 >= 0) & (p2 <= nBound);
-            p2 = bStep ? p2 : -1;
-            __builtin_prefetch(pCells + (p2 < 0 ? 0 : p2));
-            vecCell2[k] = p2;
-            bool bPlain = (!bFirst) | ((first.handle < 0) & (r2 >= 0) & (!bFilter));
-            nFull |= static_cast<uint64_t>(!bPlain) << k;
+        vecPos[nCount] = q;
+        for (int i = nCount; i < BLOCK + AHEAD; ++i) vecClass[i] = SCAN_END;
+        const int nStarts = nCount < BLOCK ? nCount : BLOCK;
+        q = vecPos[nStarts];  // the next block starts with the first character not started here
+        uint64_t nMarked = 0;  // bit k: the attempt at vecPos[k] needs the last pass
+        for (uint64_t nBits = nFirstSteps; nBits != 0; nBits &= nBits - 1) {
+            const int k = __builtin_ctzll(nBits);
+            const int32_t t1 = vecClass[k], t2 = vecClass[k + 1];
+            const int64_t p2 = magnitude(pCells[t1 & SCAN_RANK_MASK].base) + (t2 & SCAN_RANK_MASK);
+            // The filter answers "no" only for second steps that fail, without reading their cell.
+            const int bStep = (t2 >= 0) & (p2 <= nBound) &
+                              FilterHas(pFilter, nFilterShift, t1 & SCAN_RANK_MASK, t2 & SCAN_RANK_MASK);
+            __builtin_prefetch(pCells + (bStep ? p2 : 0));
+            vecCell2[k] = bStep ? p2 : -1;
+            const int bMark = ((t1 & SCAN_WORD) != 0) | bStep | (t2 == SCAN_UNRANKED);
+            nMarked |= static_cast<uint64_t>(bMark) << k;
         }
-        for (uint64_t nBits = nFull; nBits != 0; nBits &= nBits - 1) {
-            int k = __builtin_ctzll(nBits);
-            int64_t p2 = vecCell2[k];
-            if (p2 < 0 || k + 2 >= nCount) continue;
+        for (uint64_t nBits = nMarked; nBits != 0; nBits &= nBits - 1) {
+            const int k = __builtin_ctzll(nBits);
+            const int64_t p2 = vecCell2[k];
+            const int32_t t3 = vecClass[k + 2];
+            if (p2 < 0 || t3 < 0) continue;
             const state& second = pCells[p2];
-            int r3 = vecRank[k + 2];
-            if (second.check != vecRank[k] || r3 < 0) continue;
-            int64_t p3 = (second.base < 0 ? -static_cast<int64_t>(second.base) : second.base) + r3;
+            if (second.check != (vecClass[k] & SCAN_RANK_MASK)) continue;
+            const int64_t p3 = magnitude(second.base) + (t3 & SCAN_RANK_MASK);
             if (p3 <= nBound) __builtin_prefetch(pCells + p3);
         }
-        while (nFull != 0) {
-            int k = __builtin_ctzll(nFull);
-            nFull &= nFull - 1;
-            size_t nStart = vecOffset[k];
-            if (nStart >= nResume) nResume = attempt(nStart);
+        for (; nMarked != 0; nMarked &= nMarked - 1) {
+            const int k = __builtin_ctzll(nMarked);
+            const size_t nStart = vecPos[k];
+            if (nStart < nResume) continue;
+            const int r1 = vecClass[k] & SCAN_RANK_MASK;
+            const state& first = pCells[r1];
+            int nHandle = first.handle;
+            size_t nWordLen = vecPos[k + 1] - nStart;
+            bool bEnd = isLeaf(first, r1);  // the attempt ends at the last cell reached ...
+            int nNext = k + 1;               // ... or else at this character
+            const int64_t p2 = vecCell2[k];
+            if (!bEnd && p2 >= 0 && pCells[p2].check == r1) {
+                const state& second = pCells[p2];
+                if (isWordEnd(second)) {
+                    nHandle = second.handle;
+                    nWordLen = vecPos[k + 2] - nStart;
+                    bEnd = second.base == -p2;
+                }
+                nNext = k + 2;
+                const int32_t tNext = vecClass[nNext];
+                if (!bEnd && tNext >= 0) {
+                    const int64_t p3 = magnitude(second.base) + (tNext & SCAN_RANK_MASK);
+                    if (p3 <= nBound && pCells[p3].check == p2) {
+                        nResume = attempt(nStart);  // the walk goes on
+                        continue;
+                    }
+                }
+            }
+            const bool bPending = nHandle >= 0;  // (the word is at least one character long)
+            const bool bValid = bPending && IsValidString(s, nStart, nStart + nWordLen, nLen);
+            const int32_t tNext = vecClass[nNext];
+            if (bEnd) {
+                if (bValid) emit(nHandle, nStart, nWordLen);
+                nResume = vecPos[k + 1];
+            } else if (tNext == SCAN_STOP) {
+                if (bPending) emit(nHandle, nStart, nWordLen);  // no boundary test
+                nResume = vecPos[k + 1];
+            } else if (tNext == SCAN_UNRANKED && !bValid) {
+                // Deliberate: as in the attempt, the scan resumes after the character without rank.
+                nResume = vecPos[nNext + 1];
+            } else if (bValid) {  // a failing step, a character without rank or the end of the text
+                emit(nHandle, nStart, nWordLen);
+                nResume = vecPos[k + 1];
+            } else {  // a word that fails the boundary test is skipped over
+                nResume = bPending ? nStart + nWordLen : vecPos[k + 1];
+            }
         }
     }
 }
@@ -1477,6 +1580,7 @@ void CPDAT::Clear() {
     std::vector<state>().swap(m_vecData);
     std::vector<uint64_t>().swap(m_vecScanFilter);
     std::vector<uint64_t>().swap(m_vecFirstChars);
+    std::vector<int32_t>().swap(m_vecScanClass);
     m_nFilterShift = 64;
     m_nLowerBound = 0;
     m_nItemCount = 0;

@@ -116,13 +116,14 @@ public:
 
     // SetScanFilter: chooses when the scan filter is kept. The scan filter lives in memory only (never
     // saved): a hashed bitset of the ranks of the first two characters of every path in the compiled
-    // array (16 bits per pair, at most 1 MiB; 520 KiB for 337k or 1M Chinese words) and an 8 KiB bitset
-    // of the codes a walk can start with. MMScanPosition consults it before the second step of a walk,
-    // so that most start offsets end without reading a cell far out in the array. It only ever rules out
-    // steps that fail, so scan results are the same with or without it. By default it is built by
-    // AddWordComplete and Load when the array has at least 65536 cells; true builds it now and after every
-    // later compile or load whatever the size (tests use this), false drops it and builds none. Threads:
-    // needs exclusive use, like building; call it before the dictionary is shared.
+    // array (16 bits per pair, at most 1 MiB; 520 KiB for 337k or 1M Chinese words), an 8 KiB bitset
+    // of the codes a walk can start with and a 256 KiB table of every code's rank and class for scan
+    // mode 1, which takes the text in blocks with it. MMScanPosition consults it before the second
+    // step of a walk, so that most start offsets end without reading a cell far out in the array. It
+    // only ever rules out steps that fail, so scan results are the same with or without it. By default
+    // it is built by AddWordComplete and Load when the array has at least 65536 cells; true builds it
+    // now and after every later compile or load whatever the size (tests use this), false drops it and
+    // builds none. Threads: needs exclusive use, like building; call it before the dictionary is shared.
     void SetScanFilter(bool bOn);
 
     // MMScanPosition: appends to vecResult every hit of a forward longest-match scan of sText and returns 0.
@@ -133,6 +134,10 @@ public:
     // scan resumes), so a keyword inside an unfinished longer match is still found. A null text appends
     // nothing.
     int MMScanPosition(const char* sText, std::vector<_stTermPosition>& vecResult,
+                       int nScanMode = 1) const;
+    // MMScanPosition: the same for a text whose length the caller knows. REQUIRES: nLen ==
+    // strlen(sText).
+    int MMScanPosition(const char* sText, size_t nLen, std::vector<_stTermPosition>& vecResult,
                        int nScanMode = 1) const;
     // MMSegment: forward longest-match segmentation of sText into *pOut, each segment followed by cSep;
     // an unmatched character stands alone, with the ASCII bytes after an unmatched ASCII byte glued to it up
@@ -247,6 +252,9 @@ private:
     // Both empty when there is no filter. m_nFilterPolicy: -1 automatic, 0 never, 1 always.
     std::vector<uint64_t> m_vecScanFilter;
     std::vector<uint64_t> m_vecFirstChars;
+    // With the filter, the scan class of every code for scan mode 1 (65536 entries, see PDAT.cpp): its
+    // rank and whether a walk can start with it, or that it has no rank or ends every match.
+    std::vector<int32_t> m_vecScanClass;
     int m_nFilterShift = 64;
     int m_nFilterPolicy = -1;
 };

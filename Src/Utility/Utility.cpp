@@ -20,6 +20,10 @@
 #include <ctime>
 #include <mutex>
 
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
+
 #include "Utility/ReadFile.h"
 #include "Utility/StrToken.h"
 
@@ -293,13 +297,58 @@ bool IsEnglishTextFile(const char* sFilename) {
 
 char* WordStandard(char* sWord) {
     if (sWord == nullptr) return nullptr;
+    WordStandard(sWord, std::strlen(sWord), sWord);
+    return sWord;
+}
+
+size_t WordStandard(const char* sWord, size_t nLen, char* sOut) {
+    if (sWord == nullptr || sOut == nullptr) return 0;
     const char* pRead = sWord;
-    char* pWrite = sWord;
+    const char* const pEnd = sWord + nLen;
+    [[maybe_unused]] const bool bInPlace = sOut == sWord;
+    char* pWrite = sOut;
     char sChar[3];
-    size_t nLen;
+    size_t nCharLen;
     // The output of a character is never longer than the character, so writing over the input is
     // safe.
     for (;;) {
+#ifdef __SSE2__
+        // Sixteen bytes at a time: the two-byte characters outside rows A1 and A3 at their start
+        // (lead byte 0x80 or more, not A1 or A3; no trail byte is 0 before the end) are kept as
+        // they are. Sixteen bytes are stored only when all of them are such characters, as the
+        // output may be the input (stored after loaded, never beyond the bytes loaded); a shorter
+        // run is copied.
+        while (pEnd - pRead >= 16) {
+            const __m128i nBytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(pRead));
+            const __m128i nRows =
+                _mm_or_si128(_mm_cmpeq_epi8(nBytes, _mm_set1_epi8(static_cast<char>(0xA1))),
+                             _mm_cmpeq_epi8(nBytes, _mm_set1_epi8(static_cast<char>(0xA3))));
+            const unsigned nOther = (~static_cast<unsigned>(_mm_movemask_epi8(nBytes)) |
+                                     static_cast<unsigned>(_mm_movemask_epi8(nRows))) &
+                                    0x5555u;
+            if (nOther == 0) {
+                _mm_storeu_si128(reinterpret_cast<__m128i*>(pWrite), nBytes);
+                pRead += 16;
+                pWrite += 16;
+                continue;
+            }
+            const size_t nKept =
+                static_cast<size_t>(__builtin_ctz(nOther)) & ~size_t{1};  // whole characters
+            if (!bInPlace || pWrite == pRead) {
+                // The bytes stored beyond the run are written over later (or are the input's own).
+                _mm_storeu_si128(reinterpret_cast<__m128i*>(pWrite), nBytes);
+            } else {
+                // Forwards, as the output never passes the input.
+                for (size_t i = 0; i < nKept; i += 2) {
+                    pWrite[i] = pRead[i];
+                    pWrite[i + 1] = pRead[i + 1];
+                }
+            }
+            pRead += nKept;
+            pWrite += nKept;
+            break;
+        }
+#endif
         // The common case first: a two-byte character outside rows A1 and A3 is kept as it is.
         unsigned char c0 = static_cast<unsigned char>(pRead[0]);
         if (c0 >= 0x80 && c0 != 0xA1 && c0 != 0xA3 && pRead[1] != '\0') {
@@ -308,11 +357,11 @@ char* WordStandard(char* sWord) {
             pRead += 2;
             continue;
         }
-        if ((nLen = Getchar(pRead, sChar)) == 0) break;
-        pRead += nLen;
+        if ((nCharLen = Getchar(pRead, sChar)) == 0) break;
+        pRead += nCharLen;
         unsigned char c1 = static_cast<unsigned char>(sChar[0]);
         unsigned char c2 = static_cast<unsigned char>(sChar[1]);
-        if (nLen == 1) {
+        if (nCharLen == 1) {
             if (c1 >= 'A' && c1 <= 'Z') {
                 *pWrite++ = static_cast<char>(c1 - 'A' + 'a');
             } else if ((c1 >= '0' && c1 <= '9') || (c1 >= 'a' && c1 <= 'z') ||
@@ -340,7 +389,7 @@ char* WordStandard(char* sWord) {
         }
     }
     *pWrite = '\0';
-    return sWord;
+    return static_cast<size_t>(pWrite - sOut);
 }
 
 char* StrNormalize(char* sStr) {

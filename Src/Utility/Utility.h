@@ -121,6 +121,11 @@ bool IsEnglishText(const char* sText, size_t nLen);
 // ";"; "。“”【】《》（）", blanks, other ASCII punctuation and a lone lead byte are dropped;
 // "+-{};" and every other two-byte character are kept. Null in, null out.
 char* WordStandard(char* sWord);
+// WordStandard: the same for the C string sWord of length nLen, written to sOut, which has room for
+// nLen + 1 bytes and is either sWord itself or does not overlap it (saves a copy); returns the
+// length written (the terminating NUL not counted), 0 for a null pointer. REQUIRES: nLen ==
+// strlen(sWord).
+size_t WordStandard(const char* sWord, size_t nLen, char* sOut);
 // StrNormalize: collapses every run of blanks (space, tab, CR, LF) into one space and drops leading
 // blanks, in place; returns sStr. A trailing blank is dropped only when the byte after the written
 // text is a space (so "a  " gives "a" but "a b " stays). Null in, null out.

@@ -12,11 +12,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <charconv>
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
-#include <algorithm>
 #include <cstring>
 #include <unordered_set>
 
@@ -171,8 +172,125 @@ void RemoveTree(const std::string& sDir) {
 
 }  // namespace
 
-CDictionarySet::CDictionarySet() = default;
+namespace {
+std::atomic<uint64_t> g_nSetSerial{0};  // the last serial number given to a dictionary set
+}  // namespace
+
+struct CDictionarySet::CHitBlock {
+    explicit CHitBlock(size_t nCount) : pCounts(new std::atomic<int>[nCount]) {
+        for (size_t h = 0; h < nCount; ++h) pCounts[h].store(0, std::memory_order_relaxed);
+    }
+    std::unique_ptr<std::atomic<int>[]> pCounts;
+    // True while a thread adds to the block. Handing it back (release) and taking it (acquire)
+    // order one owner's additions before the next one's.
+    std::atomic<bool> bTaken{true};
+};
+
+CDictionarySet::CDictionarySet()
+    : m_nSerial(g_nSetSerial.fetch_add(1, std::memory_order_relaxed) + 1) {}
 CDictionarySet::~CDictionarySet() = default;
+
+std::atomic<int>* CDictionarySet::ThreadBlock() const {
+    // This thread's blocks, in the last few sets it counted in. A block pushed out of the list, and
+    // every block when the thread ends, is handed back; the list keeps the blocks alive meanwhile,
+    // even when their set is gone.
+    struct CThreadBlocks {
+        struct Entry {
+            uint64_t nSerial = 0;
+            std::shared_ptr<CHitBlock> pBlock;
+        };
+        Entry vecEntries[4];
+        size_t nNext = 0;  // the entry replaced next
+        ~CThreadBlocks() {
+            for (Entry& e : vecEntries) {
+                if (e.pBlock) e.pBlock->bTaken.store(false, std::memory_order_release);
+            }
+        }
+    };
+    thread_local CThreadBlocks blocks;
+    for (const CThreadBlocks::Entry& e : blocks.vecEntries) {
+        if (e.nSerial == m_nSerial) return e.pBlock ? e.pBlock->pCounts.get() : nullptr;
+    }
+    std::shared_ptr<CHitBlock> pBlock;
+    {
+        std::lock_guard<std::mutex> lock(m_mutexBlocks);
+        for (const std::shared_ptr<CHitBlock>& p : m_vecBlocks) {
+            bool bFree = false;
+            if (p->bTaken.compare_exchange_strong(bFree, true, std::memory_order_acquire)) {
+                pBlock = p;
+                break;
+            }
+        }
+        if (!pBlock && m_vecBlocks.size() < MAX_HIT_BLOCKS) {
+            pBlock = std::make_shared<CHitBlock>(m_nKeyCells);
+            m_vecBlocks.push_back(pBlock);
+        }
+    }
+    CThreadBlocks::Entry& e = blocks.vecEntries[blocks.nNext];
+    blocks.nNext = (blocks.nNext + 1) % 4;
+    if (e.pBlock) e.pBlock->bTaken.store(false, std::memory_order_release);
+    e.nSerial = m_nSerial;
+    e.pBlock = pBlock;  // null: this thread counts into the cells
+    return pBlock ? pBlock->pCounts.get() : nullptr;
+}
+
+void CDictionarySet::AddHit(int nHandle) const {
+    const size_t h = static_cast<size_t>(nHandle);
+    if (std::atomic<int>* pCounts = ThreadBlock()) {
+        // This thread alone adds to its block: a plain increment.
+        pCounts[h].store(pCounts[h].load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+    } else {
+        m_pKeyCells[h].nHits.fetch_add(1, std::memory_order_relaxed);
+    }
+}
+
+void CDictionarySet::AddHits(const _stTermPosition* pHits, size_t nCount) const {
+    std::atomic<int>* pCounts = ThreadBlock();
+    if (pCounts == nullptr) {
+        for (size_t i = 0; i < nCount; ++i) {
+            const int h = pHits[i].nHandle;
+            if (h >= 0 && static_cast<size_t>(h) < m_nKeyCells)
+                m_pKeyCells[h].nHits.fetch_add(1, std::memory_order_relaxed);
+        }
+        return;
+    }
+    for (size_t i = 0; i < nCount; ++i) {
+        const int h = pHits[i].nHandle;
+        if (h >= 0 && static_cast<size_t>(h) < m_nKeyCells) __builtin_prefetch(&pCounts[h]);
+    }
+    for (size_t i = 0; i < nCount; ++i) {
+        const int h = pHits[i].nHandle;
+        if (h >= 0 && static_cast<size_t>(h) < m_nKeyCells) {
+            pCounts[h].store(pCounts[h].load(std::memory_order_relaxed) + 1,
+                             std::memory_order_relaxed);
+        }
+    }
+}
+
+int CDictionarySet::Hits(int nHandle) const {
+    const size_t h = static_cast<size_t>(nHandle);
+    int nCount = m_pKeyCells[h].nHits.load(std::memory_order_relaxed);
+    std::lock_guard<std::mutex> lock(m_mutexBlocks);
+    for (const std::shared_ptr<CHitBlock>& p : m_vecBlocks)
+        nCount += p->pCounts[h].load(std::memory_order_relaxed);
+    return nCount;
+}
+
+void CDictionarySet::TakeHits(const CDictionarySet& old) {
+    size_t nCommon = std::min(m_nKeyCells, old.m_nKeyCells);
+    // The old set's blocks as they are now (blocks are only ever added), under one lock.
+    std::vector<std::shared_ptr<CHitBlock>> vecBlocks;
+    {
+        std::lock_guard<std::mutex> lock(old.m_mutexBlocks);
+        vecBlocks = old.m_vecBlocks;
+    }
+    for (size_t h = 0; h < nCommon; ++h) {
+        int nCount = old.m_pKeyCells[h].nHits.load(std::memory_order_relaxed);
+        for (const std::shared_ptr<CHitBlock>& p : vecBlocks)
+            nCount += p->pCounts[h].load(std::memory_order_relaxed);
+        m_pKeyCells[h].nHits.store(nCount, std::memory_order_relaxed);
+    }
+}
 
 void CDictionarySet::BuildKeyCells() {
     m_nKeyCells = m_pKeyDict ? m_pKeyDict->GetItemCount() : 0;
@@ -277,33 +395,40 @@ const char* CVintrel::Scan(const char* sContent) {
         ReportError("Keyword Dictionary is Empty!");
         return ReturnText("");
     }
-    std::string sGBK;
+    // Working space of this thread, kept between calls.
+    thread_local std::string sGBK;
+    thread_local std::vector<char> vecText;
+    thread_local std::vector<_stTermPosition> vecHits;
+    thread_local std::vector<int> vecTotal, vecId, vecPositive;
+    thread_local std::string sResult, sOut;
+    if (vecText.capacity() > (size_t{1} << 20)) std::vector<char>().swap(vecText);  // no huge leftovers
+    if (vecHits.capacity() > (size_t{1} << 16)) std::vector<_stTermPosition>().swap(vecHits);
+    if (sGBK.capacity() > (size_t{1} << 20)) std::string().swap(sGBK);
     const char* sText = sContent;
     if (g_pVintrelCodeTranslator != nullptr) {
         sText = g_pVintrelCodeTranslator->CodeToGBK(sContent, sGBK);
         if (sText == nullptr) sText = "";
     }
-    // Working space of this thread, kept between calls.
-    thread_local std::vector<char> vecText;
-    thread_local std::vector<_stTermPosition> vecHits;
-    thread_local std::vector<int> vecTotal, vecId;
-    if (vecText.capacity() > (size_t{1} << 20)) std::vector<char>().swap(vecText);  // no huge leftovers
-    if (vecHits.capacity() > (size_t{1} << 16)) std::vector<_stTermPosition>().swap(vecHits);
     // The text is standardised as keywords were at import, so that both meet in the same form.
-    vecText.assign(sText, sText + std::strlen(sText) + 1);
-    WordStandard(vecText.data());
+    const size_t nLen = std::strlen(sText);
+    vecText.resize(nLen + 1);
+    const size_t nStandard = WordStandard(sText, nLen, vecText.data());
     vecHits.clear();
-    pSet->m_pKeyDict->MMScanPosition(vecText.data(), vecHits, 1);
+    pSet->m_pKeyDict->MMScanPosition(vecText.data(), nStandard, vecHits, 1);
 
     const int nClasses = pSet->m_pClassDict ? static_cast<int>(pSet->m_pClassDict->GetItemCount()) : 0;
     vecTotal.assign(static_cast<size_t>(nClasses), 0);
-    vecId.resize(static_cast<size_t>(nClasses));
-    for (int i = 0; i < nClasses; ++i) vecId[static_cast<size_t>(i)] = i;
     bool bPositive = false;
+    // The hits' cells and counters are fetched from memory all at once, before they are read.
+    for (const _stTermPosition& hit : vecHits) {
+        if (hit.nHandle >= 0 && static_cast<size_t>(hit.nHandle) < pSet->m_nKeyCells) {
+            __builtin_prefetch(&pSet->m_pKeyCells[hit.nHandle]);
+        }
+    }
+    pSet->AddHits(vecHits.data(), vecHits.size());
     for (const _stTermPosition& hit : vecHits) {
         if (hit.nHandle < 0 || static_cast<size_t>(hit.nHandle) >= pSet->m_nKeyCells) continue;
-        _stKeyCell& cell = pSet->m_pKeyCells[hit.nHandle];
-        cell.nHits.fetch_add(1, std::memory_order_relaxed);
+        const _stKeyCell& cell = pSet->m_pKeyCells[hit.nHandle];
         if (cell.nClasses == 1) {
             if (cell.nClass < nClasses) vecTotal[cell.nClass] += cell.nWeight;
             bPositive = bPositive || cell.nWeight > 0;
@@ -318,28 +443,60 @@ const char* CVintrel::Scan(const char* sContent) {
     }
     // Without a positive weight no total can be positive: the result is empty, nothing to order.
     if (!bPositive) return ReturnText("");
-    // Deliberate: an exchange sort, which decides the order of equal totals.
-    for (int i = 0; i + 1 < nClasses; ++i) {
-        for (int j = i + 1; j < nClasses; ++j) {
-            if (vecTotal[static_cast<size_t>(i)] < vecTotal[static_cast<size_t>(j)]) {
-                std::swap(vecTotal[static_cast<size_t>(i)], vecTotal[static_cast<size_t>(j)]);
-                std::swap(vecId[static_cast<size_t>(i)], vecId[static_cast<size_t>(j)]);
-            }
+    // Deliberate: the classes are ordered by an exchange sort (for each place i in turn, every
+    // later place j whose total is greater than place i's swaps with it), which decides the order
+    // of equal totals. Only the places that end up with a positive total are printed, and the
+    // exchanges move a positive total the same way whatever the totals of 0 and below are (such a
+    // total never displaces a positive one, and two of them trade places only with each other), so
+    // those totals count as 0 here and the sort only visits the places holding a positive total:
+    // vecPositive lists them in rising order. Place i ends up with the first greatest total from
+    // place i on; each greater total met on the way takes the previous one's place.
+    vecId.resize(static_cast<size_t>(nClasses));
+    vecPositive.clear();
+    for (int i = 0; i < nClasses; ++i) {
+        vecId[static_cast<size_t>(i)] = i;
+        if (vecTotal[static_cast<size_t>(i)] > 0) {
+            vecPositive.push_back(i);
+        } else {
+            vecTotal[static_cast<size_t>(i)] = 0;
         }
     }
-    std::string sResult;
-    char sNumber[24];
-    for (int i = 0; i < nClasses && vecTotal[static_cast<size_t>(i)] > 0; ++i) {
-        sResult += pSet->m_pClassWordList ? pSet->m_pClassWordList->GetWord(vecId[static_cast<size_t>(i)]) : "";
-        std::snprintf(sNumber, sizeof(sNumber), "/%d#", vecTotal[static_cast<size_t>(i)]);
-        sResult += sNumber;
+    sResult.clear();
+    char sNumber[16];
+    for (int i = 0; i < nClasses; ++i) {
+        // The positive places from i on (vecPositive keeps them in rising order).
+        size_t nFrom = 0;
+        while (nFrom < vecPositive.size() && vecPositive[nFrom] < i) ++nFrom;
+        if (nFrom == vecPositive.size()) break;  // no positive total left: the rest prints nothing
+        size_t nI = static_cast<size_t>(i);
+        for (size_t n = nFrom; n < vecPositive.size(); ++n) {
+            size_t j = static_cast<size_t>(vecPositive[n]);
+            if (j == nI || vecTotal[nI] >= vecTotal[j]) continue;
+            std::swap(vecTotal[nI], vecTotal[j]);
+            std::swap(vecId[nI], vecId[j]);
+        }
+        // Place i now holds a positive total; a 0 it held before went to the first place that took
+        // a greater total, which is no longer positive.
+        vecPositive.erase(
+            std::remove_if(vecPositive.begin() + static_cast<std::ptrdiff_t>(nFrom),
+                           vecPositive.end(),
+                           [&](int j) { return vecTotal[static_cast<size_t>(j)] <= 0; }),
+            vecPositive.end());
+        if (nFrom == vecPositive.size() || vecPositive[nFrom] != i) {
+            vecPositive.insert(vecPositive.begin() + static_cast<std::ptrdiff_t>(nFrom), i);
+        }
+        sResult += pSet->m_pClassWordList ? pSet->m_pClassWordList->GetWord(vecId[nI]) : "";
+        sResult += '/';
+        std::to_chars_result end = std::to_chars(sNumber, sNumber + sizeof(sNumber), vecTotal[nI]);
+        sResult.append(sNumber, end.ptr);
+        sResult += '#';
     }
     if (g_pVintrelCodeTranslator != nullptr && !sResult.empty()) {
-        std::string sOut;
         const char* p = g_pVintrelCodeTranslator->GBKToCode(sResult.c_str(), sOut);
-        sResult = p != nullptr ? p : "";
+        if (p == nullptr) p = "";
+        return m_pBufManager->NewText(p, std::strlen(p));
     }
-    return ReturnText(sResult);
+    return m_pBufManager->NewText(sResult.data(), sResult.size());
 }
 
 bool CVintrel::FreqStat(const char* sResultFile) {
@@ -364,7 +521,7 @@ bool CVintrel::FreqStat(const char* sResultFile) {
     // Every keyword hit at least once, most hits first (equal counts by handle).
     std::vector<unigram_elem> vecFreq;
     for (size_t h = 0; h < pSet->m_nKeyCells; ++h) {
-        int nCount = pSet->m_pKeyCells[h].nHits.load(std::memory_order_relaxed);
+        int nCount = pSet->Hits(static_cast<int>(h));
         if (nCount > 0) vecFreq.push_back(unigram_elem{static_cast<int>(h), nCount});
     }
     std::stable_sort(vecFreq.begin(), vecFreq.end(),
@@ -522,10 +679,7 @@ bool CVintrel::Install(CBuild& build) {
     // use the old set after this point are not carried over).
     build.pSet->BuildKeyCells();
     std::lock_guard<std::mutex> lock(m_mutex);
-    size_t nCommon = std::min(build.pSet->m_nKeyCells, m_pDicts->m_nKeyCells);
-    for (size_t h = 0; h < nCommon; ++h)
-        build.pSet->m_pKeyCells[h].nHits.store(m_pDicts->m_pKeyCells[h].nHits.load(std::memory_order_relaxed),
-                                               std::memory_order_relaxed);
+    build.pSet->TakeHits(*m_pDicts);
     m_pDicts = build.pSet;
     return true;
 }

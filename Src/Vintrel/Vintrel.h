@@ -29,8 +29,9 @@ extern CCodeTran* g_pVintrelCodeTranslator;
 extern CStrTran* g_pXingZiTran;
 extern CPinyin* g_pPinyin;
 
-// What a scan needs of one keyword, in one place: its hit counter and, when it has exactly one class,
-// that class and weight (nClasses 0: none; 2 or more: read the class table).
+// What a scan needs of one keyword, in one place: the part of its hit count that is not in a
+// thread's own counters (see CDictionarySet) and, when it has exactly one class, that class and
+// weight (nClasses 0: none; 2 or more: read the class table).
 struct _stKeyCell {
     std::atomic<int> nHits{0};
     int nWeight = 0;
@@ -38,9 +39,19 @@ struct _stKeyCell {
     unsigned char nClasses = 0;
 };
 
-// CDictionarySet: the dictionaries one instance scans with. A set never changes once built; an import
-// or deletion builds a new set and the instance switches to it in one step, so a scan sees either
-// all the old dictionaries or all the new ones (it holds its set for the whole call).
+// CDictionarySet: the dictionaries one instance scans with. A set never changes once built; an
+// import or deletion builds a new set and the instance switches to it in one step, so a scan sees
+// either all the old dictionaries or all the new ones (it holds its set for the whole call).
+//
+// Hit counts: a thread that counts hits in a set takes a block of counters of its own (one per
+// keyword handle) and alone adds to it, without locked instructions and without sharing cache lines
+// with other threads; when the thread ends (or turns to several other sets) it hands the block
+// back, and the next thread to count takes it over. Up to MAX_HIT_BLOCKS blocks per set; threads
+// beyond count into the cells with atomic additions. A keyword's count is its cell's plus every
+// block's.
+//
+// Threads: the dictionaries are read-only; AddHit and Hits may run from any number of threads at
+// once.
 class CDictionarySet {
 public:
     CDictionarySet();
@@ -63,6 +74,28 @@ public:
 
     // BuildKeyCells: the per-keyword cells from the key dictionary and class table (counters 0).
     void BuildKeyCells();
+    // AddHit: counts one hit of a keyword. Hits: the keyword's count. REQUIRES: 0 <= nHandle <
+    // m_nKeyCells.
+    void AddHit(int nHandle) const;
+    int Hits(int nHandle) const;
+    // AddHits: AddHit for each of nCount hits whose handle is in range (others are skipped).
+    void AddHits(const _stTermPosition* pHits, size_t nCount) const;
+    // TakeHits: sets the counts of the handles both sets have to the old set's counts. REQUIRES:
+    // BuildKeyCells was called; nothing counts in this set yet.
+    void TakeHits(const CDictionarySet& old);
+
+private:
+    // A block of counters, one per keyword handle, that one thread at a time adds to.
+    struct CHitBlock;
+    static constexpr size_t MAX_HIT_BLOCKS = 16;
+
+    // ThreadBlock: this thread's block of counters in this set, taking one when it has none; null
+    // when MAX_HIT_BLOCKS are taken.
+    std::atomic<int>* ThreadBlock() const;
+
+    const uint64_t m_nSerial;  // tells sets apart for the threads' lists of their blocks
+    mutable std::mutex m_mutexBlocks;
+    mutable std::vector<std::shared_ptr<CHitBlock>> m_vecBlocks;  // guarded by m_mutexBlocks
 };
 
 // CVintrel is one scanner instance. Its files live under m_sCommFile = <data>/Vintrelner/Filter<N>_,
