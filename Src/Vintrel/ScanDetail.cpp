@@ -231,9 +231,7 @@ const char* CVintrel::ScanDetailIn(const CDictionarySet& set, const char* sConte
         } else {
             dFactor = REPEAT_FACTOR;
         }
-        if (hit.nHandle >= 0 && static_cast<size_t>(hit.nHandle) < set.m_nKeyCells) {
-            set.m_pKeyCells[hit.nHandle].nHits.fetch_add(1, std::memory_order_relaxed);
-        }
+        if (hit.nHandle >= 0 && static_cast<size_t>(hit.nHandle) < set.m_nKeyCells) set.AddHit(hit.nHandle);
         const size_t nHitStart = static_cast<size_t>(hit.iStartPos);
         const size_t nHitEnd = nHitStart + static_cast<size_t>(hit.nWordLen);
         size_t nSentenceEnd = nHitEnd;
@@ -370,9 +368,7 @@ const char* CVintrel::ScanDetailPinyinIn(const CDictionarySet& set, const char* 
         } else {
             dFactor = REPEAT_FACTOR;
         }
-        if (nHandle >= 0 && static_cast<size_t>(nHandle) < set.m_nKeyCells) {
-            set.m_pKeyCells[nHandle].nHits.fetch_add(1, std::memory_order_relaxed);
-        }
+        if (nHandle >= 0 && static_cast<size_t>(nHandle) < set.m_nKeyCells) set.AddHit(nHandle);
         int nCount = 0;
         const POS_info* pInfo = set.m_pKeyPOS && nHandle >= 0 ? set.m_pKeyPOS->GetPOS(nHandle, &nCount) : nullptr;
         if (pInfo == nullptr) nCount = 0;

@@ -143,6 +143,17 @@ TEST_F(ScanDetailTest, BadTextsGiveEmptyResultsOrNull) {
     EXPECT_EQ(sResult.rfind("6.67\t南京市长\tpolitics\t", 0), 0u) << sResult.substr(0, 80);
 }
 
+TEST_F(ScanDetailTest, ConfirmedHitsAreCountedInTheStatistics) {
+    Start(0);
+    for (const char* sText : {"南京市长说", "他是南京市长", "南京市长江大桥", "代開發票", "daikaifapiao"}) Detail(sText);
+    ASSERT_EQ(VT_ScanStat(m_root.File("stat.txt").c_str(), 0), 1);
+    const std::string sReport = vt_api::ReadFile(m_root.File("stat.txt"));
+    // Two confirmed hits of 南京市长 (the one in 南京市长江大桥 is dropped); 代开发票 by look-alike and
+    // by pinyin.
+    EXPECT_NE(sReport.find(G("\n0\t南京市长\tpolitics\t5\t2\n")), std::string::npos) << sReport;
+    EXPECT_NE(sReport.find(G("\n1\t代开发票\tfraud\t10\t2\n")), std::string::npos) << sReport;
+}
+
 TEST_F(ScanDetailTest, WithoutKeywordsTheScanSaysSo) {
     ASSERT_EQ(VT_Init(m_root.Path().c_str(), 0, "\t"), 1);
     EXPECT_EQ(Raw(G("南京市长说")), "");
