@@ -6,8 +6,6 @@
 // pairs of them, each line with a class of 20 and a weight, 1% with the pinyin flag and 1% compound
 // rules. The scanned text is pku_test.txt (GBK) of the SIGHAN 2005 bakeoff, one call per line.
 #include <benchmark/benchmark.h>
-#include <dirent.h>
-#include <sys/resource.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -18,109 +16,15 @@
 #include <string>
 #include <vector>
 
+#include "BenchSupport.h"
 #include "Utility/CodeTran.h"
 #include "Vintrel/VintrelAPI.h"
 
 namespace {
 
-const std::string BUILT_DATA = VINTREL_BUILD_DIR "/data";
-const std::string PKU_TEXT = VINTREL_SHARED_DIR "/benchmarks/sighan2005/pku_test.txt";
-const std::string JIEBA = VINTREL_SOURCE_DIR "/data/segmenter/jieba_dict.gbk.txt";
+using namespace vt_bench;
 
-std::string ReadBytes(const std::string& sPath) {
-    std::string s;
-    FILE* fp = std::fopen(sPath.c_str(), "rb");
-    if (fp == nullptr) return s;
-    char sBuffer[1 << 16];
-    size_t n;
-    while ((n = std::fread(sBuffer, 1, sizeof(sBuffer), fp)) > 0) s.append(sBuffer, n);
-    std::fclose(fp);
-    return s;
-}
-
-// Words: jieba's words of two or more characters (GBK), in file order.
-const std::vector<std::string>& Words() {
-    static const std::vector<std::string> vec = [] {
-        std::vector<std::string> v;
-        std::string sAll = ReadBytes(JIEBA);
-        size_t nPos = 0;
-        while (nPos < sAll.size()) {
-            size_t nEnd = sAll.find('\n', nPos);
-            if (nEnd == std::string::npos) nEnd = sAll.size();
-            std::string sWord = sAll.substr(nPos, sAll.find(' ', nPos) - nPos);
-            nPos = nEnd + 1;
-            if (sWord.size() >= 4 || (sWord.size() >= 2 && static_cast<unsigned char>(sWord[0]) < 0x80))
-                v.push_back(sWord);
-        }
-        return v;
-    }();
-    return vec;
-}
-
-// Lines: the PKU test text, line by line, without line ends.
-const std::vector<std::string>& Lines() {
-    static const std::vector<std::string> vec = [] {
-        std::vector<std::string> v;
-        std::string sAll = ReadBytes(PKU_TEXT);
-        size_t nPos = 0;
-        while (nPos < sAll.size()) {
-            size_t nEnd = sAll.find('\n', nPos);
-            if (nEnd == std::string::npos) nEnd = sAll.size();
-            std::string sLine = sAll.substr(nPos, nEnd - nPos);
-            if (!sLine.empty() && sLine.back() == '\r') sLine.pop_back();
-            if (!sLine.empty()) v.push_back(sLine);
-            nPos = nEnd + 1;
-        }
-        return v;
-    }();
-    return vec;
-}
-
-// CRoot: a temporary data directory linking the built tables, where instances write their files.
-class CRoot {
-public:
-    CRoot() {
-        char sTemplate[] = "/tmp/vintrel-bench-XXXXXX";
-        m_sPath = mkdtemp(sTemplate) != nullptr ? sTemplate : "/tmp";
-        if (DIR* dir = opendir(BUILT_DATA.c_str())) {
-            while (dirent* e = readdir(dir)) {
-                std::string sName = e->d_name;
-                if (sName != "." && sName != ".." &&
-                    symlink((BUILT_DATA + "/" + sName).c_str(), (m_sPath + "/" + sName).c_str()) != 0)
-                    continue;
-            }
-            closedir(dir);
-        }
-    }
-    ~CRoot() {
-        std::string s = "rm -rf '" + m_sPath + "'";
-        if (std::system(s.c_str()) != 0) return;
-    }
-    const std::string& Path() const { return m_sPath; }
-
-private:
-    std::string m_sPath;
-};
-
-// The library writes its log files to the working directory: run in a scratch one, removed at exit.
-struct CScratchWorkingDirectory {
-    CScratchWorkingDirectory() {
-        char sTemplate[] = "/tmp/vintrel-bench-cwd-XXXXXX";
-        if (mkdtemp(sTemplate) == nullptr || chdir(sTemplate) != 0) return;
-        m_sPath = sTemplate;
-    }
-    ~CScratchWorkingDirectory() {
-        std::string s = "rm -rf '" + m_sPath + "'";
-        if (!m_sPath.empty() && std::system(s.c_str()) != 0) return;
-    }
-    std::string m_sPath;
-} g_scratch;
-
-long PeakRSSMiB() {
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
-    return usage.ru_maxrss / 1024;
-}
+CScratchWorkingDirectory g_scratch;
 
 // WriteKeywordFile: n keyword lines from the words (and pairs of words beyond them).
 std::string WriteKeywordFile(const std::string& sDir, size_t n, bool bExtras) {
