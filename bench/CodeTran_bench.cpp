@@ -16,23 +16,13 @@
 #include <string>
 #include <vector>
 
+#include "BenchSupport.h"
 #include "Utility/CodeTran.h"
 
 namespace {
 
 std::string g_sDataDir = std::string(VINTREL_BUILD_DIR) + "/data";
 const std::string SIGHAN_DIR = std::string(VINTREL_SHARED_DIR) + "/benchmarks/sighan2005";
-
-std::string ReadFileBytes(const std::string& sPath) {
-    std::string sBytes;
-    FILE* fp = std::fopen(sPath.c_str(), "rb");
-    if (fp == nullptr) return sBytes;
-    char sBuffer[1 << 16];
-    size_t n;
-    while ((n = std::fread(sBuffer, 1, sizeof(sBuffer), fp)) > 0) sBytes.append(sBuffer, n);
-    std::fclose(fp);
-    return sBytes;
-}
 
 // CIconv: one iconv direction converting whole texts into a buffer kept between calls.
 class CIconv {
@@ -92,8 +82,8 @@ std::string LinesOf(const std::string& s) {
 const CInput& GetInput() {
     static CInput* pInput = [] {
         CInput* p = new CInput();
-        p->sUtf8 = ReadFileBytes(SIGHAN_DIR + "/pku_test.utf8");
-        p->sGbk = ReadFileBytes(SIGHAN_DIR + "/pku_test.txt");
+        p->sUtf8 = vt_bench::ReadBytes(SIGHAN_DIR + "/pku_test.utf8");
+        p->sGbk = vt_bench::ReadBytes(SIGHAN_DIR + "/pku_test.txt");
         if (p->sUtf8.empty() || p->sGbk.empty()) {
             p->sError = "no pku_test.utf8 / pku_test.txt under " + SIGHAN_DIR;
             return p;

@@ -17,23 +17,13 @@
 #include <unordered_set>
 #include <vector>
 
+#include "BenchSupport.h"
 #include "Utility/PDAT.h"
 #include "Utility/Utility.h"
 
 namespace {
 
 const char JIEBA_DICT[] = "/usr/lib/python3/dist-packages/jieba/dict.txt";
-
-std::string ReadFileBytes(const std::string& sPath) {
-    std::string sBytes;
-    FILE* fp = std::fopen(sPath.c_str(), "rb");
-    if (fp == nullptr) return sBytes;
-    char sBuffer[1 << 16];
-    size_t n;
-    while ((n = std::fread(sBuffer, 1, sizeof(sBuffer), fp)) > 0) sBytes.append(sBuffer, n);
-    std::fclose(fp);
-    return sBytes;
-}
 
 // Number of characters of a UTF-8 text (lead bytes).
 size_t Utf8Chars(const std::string& s) {
@@ -189,7 +179,7 @@ BENCHMARK(BM_CPDAT_ScanFilter_1MPairs)->Unit(benchmark::kMillisecond);
 // jieba words (all of them when n is 0).
 void BM_CPDAT_MMScanPosition(benchmark::State& state) {
     static const std::string sText =
-        ReadFileBytes(std::string(VINTREL_SHARED_DIR) + "/benchmarks/sighan2005/pku_test.txt");
+        vt_bench::ReadBytes(vt_bench::PKU_TEXT);
     const std::vector<std::string>& vecWords = JiebaWords();
     if (sText.empty() || vecWords.empty()) {
         state.SkipWithError("news text or jieba dictionary not found");
@@ -219,20 +209,7 @@ BENCHMARK(BM_CPDAT_MMScanPosition)->Arg(1000)->Arg(100000)->Arg(0)->Unit(benchma
 // 0), also standardised. Bytes are counted before standardisation, as the library's benchmark counts
 // them, so the figures compare with the scan part of VT_Scan.
 void BM_CPDAT_MMScanPosition_Lines(benchmark::State& state) {
-    static const std::vector<std::string> vecLines = [] {
-        std::vector<std::string> vec;
-        std::string sText = ReadFileBytes(std::string(VINTREL_SHARED_DIR) + "/benchmarks/sighan2005/pku_test.txt");
-        size_t nPos = 0;
-        while (nPos < sText.size()) {
-            size_t nEnd = sText.find('\n', nPos);
-            if (nEnd == std::string::npos) nEnd = sText.size();
-            std::string sLine = sText.substr(nPos, nEnd - nPos);
-            if (!sLine.empty() && sLine.back() == '\r') sLine.pop_back();
-            if (!sLine.empty()) vec.push_back(sLine);
-            nPos = nEnd + 1;
-        }
-        return vec;
-    }();
+    const std::vector<std::string>& vecLines = vt_bench::Lines();
     const std::vector<std::string>& vecWords = JiebaWords();
     if (vecLines.empty() || vecWords.empty()) {
         state.SkipWithError("news text or jieba dictionary not found");
