@@ -22,15 +22,6 @@ namespace {
 
 using Pairs = std::vector<std::pair<std::string, std::string>>;
 
-std::string Today() {
-    std::time_t t = std::time(nullptr);
-    struct tm tmLocal;
-    localtime_r(&t, &tmLocal);
-    char sBuf[16];
-    std::strftime(sBuf, sizeof(sBuf), "%Y%m%d", &tmLocal);
-    return sBuf;
-}
-
 // The names of the files in sDir, sorted.
 std::vector<std::string> FileNames(const std::string& sDir) {
     std::vector<std::string> vecNames;
@@ -54,7 +45,7 @@ protected:
 // date is the file's date; the content stops at a NUL; nothing is written while logging is off.
 // ReportError keeps the last message and logs it.
 TEST_F(LogTest, WritesDatedLinesPerKind) {
-    std::string sBefore = Today();
+    std::string sBefore = vt_test::Today();
     WriteLog("first line");
     WriteError(std::string("cut\0here", 8));
     g_bLog = false;
@@ -67,7 +58,7 @@ TEST_F(LogTest, WritesDatedLinesPerKind) {
     ReportError("second");
     ReportErrorF(nullptr);
     EXPECT_STREQ(GetLastErrorMessage(), "second");
-    ASSERT_EQ(sBefore, Today()) << "the day changed during the test; run it again";
+    ASSERT_EQ(sBefore, vt_test::Today()) << "the day changed during the test; run it again";
 
     EXPECT_EQ(FileNames(m_dir.Path()),
               (std::vector<std::string>{sBefore + ".err", sBefore + ".log"}));
@@ -90,7 +81,7 @@ TEST_F(LogTest, WritesDatedLinesPerKind) {
 // cannot be written, the line and the full path go to standard output. An empty g_sLogPath becomes
 // the working directory at the first write.
 TEST_F(LogTest, ExplicitDirectoryStdoutFallbackAndWorkingDirectory) {
-    std::string sDay = Today();
+    std::string sDay = vt_test::Today();
     std::string sSub = m_dir.File("sub");
     ASSERT_EQ(mkdir(sSub.c_str(), 0755), 0);
     WriteError("into sub", (sSub + "/").c_str());
@@ -154,7 +145,7 @@ TEST_F(LogTest, ReadFileReadsPiecesAndFailsSafely) {
         EXPECT_EQ(pBuf, nullptr) << s;
     }
     EXPECT_EQ(ReadFile(sPath.c_str(), nullptr), 0u);
-    std::string sLog = vt_test::ReadWholeFile(m_dir.File(Today() + ".log"));
+    std::string sLog = vt_test::ReadWholeFile(m_dir.File(vt_test::Today() + ".log"));
     EXPECT_NE(sLog.find("]\tFailed open file  " + sMissing + "\n"), std::string::npos) << sLog;
 }
 

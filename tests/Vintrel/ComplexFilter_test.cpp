@@ -21,15 +21,6 @@ using Strings = std::vector<std::string>;
 
 std::string Int32(int32_t n) { return std::string(reinterpret_cast<const char*>(&n), 4); }
 
-std::string Today() {
-    std::time_t t = std::time(nullptr);
-    struct tm tmLocal;
-    localtime_r(&t, &tmLocal);
-    char sBuf[16];
-    std::strftime(sBuf, sizeof(sBuf), "%Y%m%d", &tmLocal);
-    return sBuf;
-}
-
 // Key words aa bb cc dd (ids 0..3) and classes c1 c2 (ids 0, 1), with their word lists.
 class ComplexFilterTest : public ::testing::Test {
 protected:
@@ -266,8 +257,8 @@ TEST_F(ComplexFilterTest, ZeroRulesSaveLoadAndNeverFire) {
 }
 
 TEST_F(ComplexFilterTest, OpenFailuresReportTheirMessage) {
-    const std::string sErrFile = m_dir.File(Today() + ".err");
-    const std::string sLogFile = m_dir.File(Today() + ".log");
+    const std::string sErrFile = m_dir.File(vt_test::Today() + ".err");
+    const std::string sLogFile = m_dir.File(vt_test::Today() + ".log");
     const std::string sPrefix = m_dir.Path() + "/missing/";
     CComplexFilter filter(sPrefix.c_str());
     const std::string sMessage = "Failed open file " + sPrefix + "ComplexFilter.dat";

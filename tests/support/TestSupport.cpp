@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <random>
@@ -27,6 +28,15 @@ CTempDir::CTempDir() {
 CTempDir::~CTempDir() {
     std::error_code ec;
     std::filesystem::remove_all(m_sPath, ec);
+}
+
+std::string Today() {
+    std::time_t t = std::time(nullptr);
+    struct tm tmLocal;
+    localtime_r(&t, &tmLocal);
+    char sBuf[16];
+    std::strftime(sBuf, sizeof(sBuf), "%Y%m%d", &tmLocal);
+    return sBuf;
 }
 
 std::string ReadWholeFile(const std::string& sPath) {

@@ -30,6 +30,8 @@ std::string ReadWholeFile(const std::string& sPath);
 // WriteWholeFile: replaces a file with the bytes; false on failure.
 bool WriteWholeFile(const std::string& sPath, const std::string& sBytes);
 bool FileExists(const std::string& sPath);
+// Today: the local date as the library names its daily log files ("%Y%m%d").
+std::string Today();
 
 // Convert: iconv from one encoding to another ("GBK", "UTF-8", "BIG5" ...); throws on invalid input.
 std::string Convert(const std::string& sText, const char* sFrom, const char* sTo);
