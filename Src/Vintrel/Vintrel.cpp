@@ -329,41 +329,30 @@ CVintrel::CVintrel(const char* sDataPath, int nHandle, const char* sDelimiter)
 
     auto pSet = std::make_shared<CDictionarySet>();
     const std::string& p = m_sCommFile;
+    // Deliberate: a file that cannot be loaded also drops every keyword table loaded before it (the
+    // key dictionary is dropped by any failure), while the tables after it are still loaded.
+    auto Failed = [&pSet](int nStep, const std::string& sMessage) {
+        ReportError(sMessage);
+        if (nStep >= 0) pSet->m_pKeyDict.reset();
+        if (nStep >= 1) pSet->m_pKeyWordList.reset();
+        if (nStep >= 2) pSet->m_pKeyPOS.reset();
+        if (nStep >= 3) pSet->m_pClassDict.reset();
+        if (nStep >= 4) pSet->m_pClassWordList.reset();
+    };
     pSet->m_pKeyDict.reset(new CPDAT());
-    if (pSet->m_pKeyDict->Load((p + "key.pdat").c_str()) != 1) {
-        ReportError("Cannot open key dictionary file " + p + "key.pdat");
-        pSet->m_pKeyDict.reset();
-    }
+    if (pSet->m_pKeyDict->Load((p + "key.pdat").c_str()) != 1) Failed(0, "Cannot open key dictionary file " + p + "key.pdat");
     pSet->m_pKeyWordList.reset(new CWordList(true, nullptr));
-    if (pSet->m_pKeyWordList->Load((p + "key.wordlist").c_str()) != 1) {
-        ReportError("Cannot open key dictionary wordlist file " + p + "key.wordlist");
-        pSet->m_pKeyDict.reset();
-        pSet->m_pKeyWordList.reset();
-    }
+    if (pSet->m_pKeyWordList->Load((p + "key.wordlist").c_str()) != 1)
+        Failed(1, "Cannot open key dictionary wordlist file " + p + "key.wordlist");
     pSet->m_pKeyPOS.reset(new CPOS());
-    if (pSet->m_pKeyPOS->Load((p + "key.pos").c_str()) != 1) {
-        ReportError("Cannot open key dictionary pos file " + p + "key.pos");
-        pSet->m_pKeyDict.reset();
-        pSet->m_pKeyWordList.reset();
-        pSet->m_pKeyPOS.reset();
-    }
+    if (pSet->m_pKeyPOS->Load((p + "key.pos").c_str()) != 1)
+        Failed(2, "Cannot open key dictionary pos file " + p + "key.pos");
     pSet->m_pClassDict.reset(new CPDAT());
-    if (pSet->m_pClassDict->Load((p + "class.pdat").c_str()) != 1) {
-        ReportError("Cannot open key dictionary file " + p + "class.pdat");
-        pSet->m_pKeyDict.reset();
-        pSet->m_pKeyWordList.reset();
-        pSet->m_pKeyPOS.reset();
-        pSet->m_pClassDict.reset();
-    }
+    if (pSet->m_pClassDict->Load((p + "class.pdat").c_str()) != 1)
+        Failed(3, "Cannot open key dictionary file " + p + "class.pdat");
     pSet->m_pClassWordList.reset(new CWordList(true, nullptr));
-    if (pSet->m_pClassWordList->Load((p + "class.wordlist").c_str()) != 1) {
-        ReportError("Cannot open key dictionary wordlist file " + p + "class.wordlist");
-        pSet->m_pKeyDict.reset();
-        pSet->m_pKeyWordList.reset();
-        pSet->m_pKeyPOS.reset();
-        pSet->m_pClassDict.reset();
-        pSet->m_pClassWordList.reset();
-    }
+    if (pSet->m_pClassWordList->Load((p + "class.wordlist").c_str()) != 1)
+        Failed(4, "Cannot open key dictionary wordlist file " + p + "class.wordlist");
     pSet->m_pPY2Word.reset(new CStrTran(p.c_str(), "py", "word", ""));
     if (!pSet->m_pPY2Word->Load()) pSet->m_pPY2Word.reset();
     pSet->m_pComplexFilter.reset(new CComplexFilter(p.c_str()));

@@ -110,3 +110,36 @@ TEST_F(ImportFilesTest, MergeOverwriteAndDeleteLeaveTheExpectedRows) {
 }
 
 }  // namespace
+
+namespace {
+
+// An instance over files of which one is missing: its message, and every keyword table loaded before
+// it is dropped with it, so the instance has no keywords; the tables after it still load.
+TEST_F(ImportFilesTest, AMissingFileDropsTheKeywordTablesBeforeIt) {
+    {
+        CVintrel v(m_dir.Path().c_str(), 0, "\t");
+        ASSERT_EQ(Import(v, "abc x 3\n", true), 1);
+    }
+    const std::string sPrefix = m_dir.Path() + "/Vintrelner/Filter0_";
+    const char* const rows[][2] = {{"key.pdat", "Cannot open key dictionary file "},
+                                   {"key.wordlist", "Cannot open key dictionary wordlist file "},
+                                   {"key.pos", "Cannot open key dictionary pos file "},
+                                   {"class.pdat", "Cannot open key dictionary file "},
+                                   {"class.wordlist", "Cannot open key dictionary wordlist file "}};
+    for (const auto& row : rows) {
+        const std::string sFile = sPrefix + row[0], sKept = vt_test::ReadWholeFile(sFile);
+        ASSERT_EQ(std::remove(sFile.c_str()), 0);
+        CVintrel v(m_dir.Path().c_str(), 0, "\t");
+        EXPECT_EQ(std::string(GetLastErrorMessage()), row[1] + sFile);
+        std::shared_ptr<const CDictionarySet> pSet = v.Dictionaries();
+        EXPECT_FALSE(pSet->m_pKeyDict) << row[0];
+        const bool bClassTables = std::string(row[0]) != "class.pdat" && std::string(row[0]) != "class.wordlist";
+        EXPECT_EQ(static_cast<bool>(pSet->m_pClassWordList), std::string(row[0]) != "class.wordlist") << row[0];
+        EXPECT_EQ(static_cast<bool>(pSet->m_pClassDict), bClassTables) << row[0];
+        EXPECT_STREQ(v.Scan("abc"), "");
+        EXPECT_EQ(std::string(GetLastErrorMessage()), "Keyword Dictionary is Empty!");
+        ASSERT_TRUE(vt_test::WriteWholeFile(sFile, sKept));
+    }
+}
+
+}  // namespace
