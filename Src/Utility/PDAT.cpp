@@ -954,78 +954,67 @@ int CPDAT::GetMaxWord(const char* sText, int* pHandle, bool* pSpace) const {
     return static_cast<int>(nBest);
 }
 
-int CPDAT::GetWords(const char* sText, unsigned int** pHandles, unsigned int** pLengths,
-                    unsigned int* pCap, unsigned int* pCount, int nMinLen) const {
-    bool bCollect = pHandles && pLengths && pCap && pCount;
-    if (pCount) *pCount = 0;
-    if (sText == nullptr || m_vecData.empty()) return 0;
-    const unsigned char* s = reinterpret_cast<const unsigned char*>(sText);
-    size_t nLen = TextLength(sText);
-    size_t i = 0, nBest = 0;
+template <typename F>
+void CPDAT::WalkWords(const unsigned char* s, size_t nLen, F fnWord) const {
+    size_t i = 0;
     int nBase = 0, nPrev = -2;
     while (i < nLen) {
         int nCharLen;
         int nCode = GetCharCode(m_nMode, s, i, nLen, &nCharLen);
         i += static_cast<size_t>(nCharLen);
         int nRank = Rank(nCode);
-        if (nRank < 0) break;
+        if (nRank < 0) return;
         int p = Step(nBase, nPrev, nRank);
-        if (p < 0) break;
+        if (p < 0) return;
         const state& st = m_vecData[static_cast<size_t>(p)];
         nPrev = p;
         nBase = st.base;
         if (!IsWordEnd(st)) continue;
-        nBest = i;
-        if (bCollect && static_cast<int64_t>(i) > nMinLen) {
-            if (*pCount >= *pCap) {
-                unsigned int nNewCap = *pCap + 5;
-                void* pNewHandles = std::realloc(*pHandles, sizeof(unsigned int) * nNewCap);
-                if (pNewHandles == nullptr) {
-                    bCollect = false;
-                } else {
-                    *pHandles = static_cast<unsigned int*>(pNewHandles);
-                    void* pNewLengths = std::realloc(*pLengths, sizeof(unsigned int) * nNewCap);
-                    if (pNewLengths == nullptr) {
-                        bCollect = false;
-                    } else {
-                        *pLengths = static_cast<unsigned int*>(pNewLengths);
-                        *pCap = nNewCap;
-                    }
-                }
-            }
-            if (bCollect) {
-                (*pHandles)[*pCount] = static_cast<unsigned int>(st.handle);
-                (*pLengths)[*pCount] = static_cast<unsigned int>(i);
-                ++*pCount;
-            }
-        }
-        if (st.base == -p) break;
+        if (!fnWord(st, i) || st.base == -p) return;
     }
+}
+
+int CPDAT::GetWords(const char* sText, unsigned int** pHandles, unsigned int** pLengths,
+                    unsigned int* pCap, unsigned int* pCount, int nMinLen) const {
+    bool bCollect = pHandles && pLengths && pCap && pCount;
+    if (pCount) *pCount = 0;
+    if (sText == nullptr || m_vecData.empty()) return 0;
+    size_t nBest = 0;
+    WalkWords(reinterpret_cast<const unsigned char*>(sText), TextLength(sText), [&](const state& st, size_t i) {
+        nBest = i;
+        if (!bCollect || static_cast<int64_t>(i) <= nMinLen) return true;
+        if (*pCount >= *pCap) {
+            unsigned int nNewCap = *pCap + 5;
+            void* pNewHandles = std::realloc(*pHandles, sizeof(unsigned int) * nNewCap);
+            if (pNewHandles == nullptr) {
+                bCollect = false;
+                return true;
+            }
+            *pHandles = static_cast<unsigned int*>(pNewHandles);
+            void* pNewLengths = std::realloc(*pLengths, sizeof(unsigned int) * nNewCap);
+            if (pNewLengths == nullptr) {
+                bCollect = false;
+                return true;
+            }
+            *pLengths = static_cast<unsigned int*>(pNewLengths);
+            *pCap = nNewCap;
+        }
+        (*pHandles)[*pCount] = static_cast<unsigned int>(st.handle);
+        (*pLengths)[*pCount] = static_cast<unsigned int>(i);
+        ++*pCount;
+        return true;
+    });
     return static_cast<int>(nBest);
 }
 
 int CPDAT::PrefixWords(const char* sText, size_t nLen, int* pHandles, int* pLengths, int nMax) const {
-    if (sText == nullptr || pHandles == nullptr || pLengths == nullptr || m_vecData.empty()) return 0;
-    const unsigned char* s = reinterpret_cast<const unsigned char*>(sText);
-    size_t i = 0;
-    int nBase = 0, nPrev = -2, nCount = 0;
-    while (i < nLen && nCount < nMax) {
-        int nCharLen;
-        int nCode = GetCharCode(m_nMode, s, i, nLen, &nCharLen);
-        i += static_cast<size_t>(nCharLen);
-        int nRank = Rank(nCode);
-        if (nRank < 0) break;
-        int p = Step(nBase, nPrev, nRank);
-        if (p < 0) break;
-        const state& st = m_vecData[static_cast<size_t>(p)];
-        nPrev = p;
-        nBase = st.base;
-        if (!IsWordEnd(st)) continue;
+    if (sText == nullptr || pHandles == nullptr || pLengths == nullptr || m_vecData.empty() || nMax <= 0) return 0;
+    int nCount = 0;
+    WalkWords(reinterpret_cast<const unsigned char*>(sText), nLen, [&](const state& st, size_t i) {
         pHandles[nCount] = st.handle;
         pLengths[nCount] = static_cast<int>(i);
-        ++nCount;
-        if (st.base == -p) break;
-    }
+        return ++nCount < nMax;
+    });
     return nCount;
 }
 

@@ -220,6 +220,10 @@ private:
     // Step: one step of the walk from a cell with base nBase to the child of rank nRank whose cell must
     // check nPrev; the new cell index, or -1 when the step fails. REQUIRES: the array is not empty.
     int Step(int nBase, int nPrev, int nRank) const;
+    // WalkWords: walks s (nLen bytes) from its start along the array and calls fnWord(cell, end
+    // offset) for every word the text starts with, shortest first, until fnWord returns false.
+    template <typename F>
+    void WalkWords(const unsigned char* s, size_t nLen, F fnWord) const;
     // BuildScanFilter: rebuilds (or drops) the scan filter for the current array, as SetScanFilter says.
     void BuildScanFilter();
     // ScanText: MMScanPosition for one character mode (0, 1, 2) and whether hits overlap (scan mode 1) and
