@@ -132,7 +132,7 @@ const char* CVintrel::ScanDetailPinyin(const char* sContent, int* p_nHitCount, f
 
 const char* CVintrel::ScanDetailIn(const CDictionarySet& set, const char* sContent, std::string& sMappedContent,
                                    std::vector<_TermPositionPair>& vecPositionPairs, int* pHitCount,
-                                   float* pScore, int nRetryMode) {
+                                   float* pScore, int nRetryMode, std::string* pPinyinText) {
     if (pHitCount != nullptr) *pHitCount = 0;
     if (sContent == nullptr) {
         ReportError("The text to scan is NULL!");
@@ -164,7 +164,9 @@ const char* CVintrel::ScanDetailIn(const CDictionarySet& set, const char* sConte
             sMappedContent = sT;
             int nLocalHits = 0;
             float fLocalScore = 0;
-            const char* sSub = ScanDetailIn(set, sTrans, sMappedContent, vecPositionPairs, &nLocalHits, &fLocalScore, 1);
+            std::string sSubPinyin;
+            const char* sSub =
+                ScanDetailIn(set, sTrans, sMappedContent, vecPositionPairs, &nLocalHits, &fLocalScore, 1, &sSubPinyin);
             if (nLocalHits > 0 && sSub != nullptr) {
                 const char* sDelim = sSub[0] != '\0' ? std::strstr(sSub, m_sDelimiter.c_str()) : nullptr;
                 if (sDelim != nullptr && sDelim[0] != '\0') {
@@ -182,10 +184,17 @@ const char* CVintrel::ScanDetailIn(const CDictionarySet& set, const char* sConte
                 }
             } else {
                 sT = sTranslated;
+                // The retry's own pinyin scan already read this very text and found nothing: the
+                // pinyin scan below would give the same empty answer.
+                if (nLocalHits == 0 && sSubPinyin == sT && sSub != nullptr) {
+                    if (pScore != nullptr) *pScore = fLocalScore;
+                    return sSub;
+                }
             }
         }
     }
     if (vecHits.empty() && (nRetryMode == 0 || nRetryMode == 1)) {
+        if (pPinyinText != nullptr) *pPinyinText = sT;
         return ScanDetailPinyinIn(set, sT.c_str(), pHitCount, pScore);
     }
 

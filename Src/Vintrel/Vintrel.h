@@ -194,9 +194,10 @@ private:
     // changed) when a file cannot be moved.
     bool Install(CBuild& build);
     // The detailed and pinyin scans over one dictionary set (a call and its retries use one set).
+    // When the scan ends in the pinyin retry, the text it gave that retry goes to *pPinyinText.
     const char* ScanDetailIn(const CDictionarySet& set, const char* sContent, std::string& sMappedContent,
                              std::vector<_TermPositionPair>& vecPositionPairs, int* pHitCount, float* pScore,
-                             int nRetryMode);
+                             int nRetryMode, std::string* pPinyinText = nullptr);
     const char* ScanDetailPinyinIn(const CDictionarySet& set, const char* sContent, int* p_nHitCount,
                                    float* p_nScore);
     // ReturnText: registers a copy of sText with the buffer manager and returns it.
