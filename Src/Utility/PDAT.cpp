@@ -240,7 +240,7 @@ inline bool IsAsciiDigit(unsigned char c) { return c >= '0' && c <= '9'; }
 // IsValidString: the English word-boundary test of a hit [nStart, nEnd) in a text of nLen bytes: false
 // when the hit starts a letter (digit) right after a letter (digit), or ends a letter (digit) right before
 // a letter (digit).
-bool IsValidString(const unsigned char* s, size_t nStart, size_t nEnd, size_t nLen) {
+bool IsValidStringSlow(const unsigned char* s, size_t nStart, size_t nEnd, size_t nLen) {
     if (nStart > 0) {
         unsigned char c = s[nStart], b = s[nStart - 1];
         if (IsAsciiLetter(c) && IsAsciiLetter(b)) return false;
@@ -252,6 +252,12 @@ bool IsValidString(const unsigned char* s, size_t nStart, size_t nEnd, size_t nL
         if (IsAsciiDigit(c) && IsAsciiDigit(a)) return false;
     }
     return true;
+}
+
+// The common case first: a hit whose first and last bytes are 0x80 and up (a hanzi word) neither
+// starts nor ends a letter or digit. REQUIRES: nStart < nEnd.
+inline bool IsValidString(const unsigned char* s, size_t nStart, size_t nEnd, size_t nLen) {
+    return (s[nStart] & s[nEnd - 1]) >= 0x80 || IsValidStringSlow(s, nStart, nEnd, nLen);
 }
 
 // Delimiters that stop the gluing of unmatched ASCII bytes in MMSegment.
@@ -297,9 +303,10 @@ inline bool ContinuesMatch(int nCode) {
 constexpr int32_t SCAN_FIRST = 1 << 30;
 constexpr int32_t SCAN_WORD = 1 << 29;
 constexpr int32_t SCAN_RANK_MASK = 0xFFFF;
-constexpr int32_t SCAN_UNRANKED = -1;
-constexpr int32_t SCAN_STOP = -2;
-constexpr int32_t SCAN_END = -3;
+// The three negative classes have neither flag bit set, so that a flag reads as one shift.
+constexpr int32_t SCAN_UNRANKED = INT32_MIN + 1;
+constexpr int32_t SCAN_STOP = INT32_MIN + 2;
+constexpr int32_t SCAN_END = INT32_MIN + 3;
 
 // CFreeCells: which cells of the array under construction are used, and the first-fit base search over
 // them.
@@ -829,16 +836,31 @@ void CPDAT::BuildScanFilter() {
     // The codes whose first step succeeds: ranked, the rank's cell within the array and checking -2.
     // The scan classes of scan mode 1 come from the same facts.
     m_vecFirstChars.assign(CODE_COUNT / 64, 0);
-    m_vecScanClass.assign(CODE_COUNT, SCAN_STOP);
+    std::vector<int32_t> vecClassOfCode(CODE_COUNT, SCAN_STOP);
     for (int nCode = 0; nCode < CODE_COUNT; ++nCode) {
         int r = Rank(nCode);
         bool bFirst = r >= 0 && static_cast<size_t>(r) < nCells && pCells[r].check == -2;
         if (bFirst) m_vecFirstChars[static_cast<size_t>(nCode) >> 6] |= uint64_t{1} << (nCode & 63);
         if (!ContinuesMatch(nCode)) continue;
         bool bWord = bFirst && (pCells[r].handle >= 0 || (IsWordEnd(pCells[r]) && pCells[r].base == -r));
-        m_vecScanClass[static_cast<size_t>(nCode)] =
+        vecClassOfCode[static_cast<size_t>(nCode)] =
             r < 0 ? SCAN_UNRANKED : r | (bFirst ? SCAN_FIRST : 0) | (bWord ? SCAN_WORD : 0);
     }
+    // The block scan reads a character's class straight from its first two bytes b1 b2 (b2 being the
+    // terminating NUL for a last byte): a byte below 0x80 stands alone, as its folded code, whatever
+    // follows; a byte of 0x80 and up before the NUL stands alone too; any other pair is the code b1 b2.
+    m_vecScanClass.assign(CODE_COUNT, SCAN_STOP);
+    for (int nPair = 0; nPair < CODE_COUNT; ++nPair) {
+        const int b1 = nPair >> 8, b2 = nPair & 0xFF;
+        int nCode = nPair;
+        if (b1 < 0x80) {
+            nCode = b1 >= 'A' && b1 <= 'Z' ? b1 + ('a' - 'A') : b1;
+        } else if (b2 == 0) {
+            nCode = b1;
+        }
+        m_vecScanClass[static_cast<size_t>(nPair)] = vecClassOfCode[static_cast<size_t>(nCode)];
+    }
+    m_nFilterBound = m_nLowerBound;
 }
 
 // ---------------------------------------------------------------------------------------------------------
@@ -1095,12 +1117,24 @@ void CPDAT::ScanText(const unsigned char* s, size_t nLen, std::vector<_stTermPos
     const state* pCells = m_vecData.data();
     const int* pRanks = m_charset.data();
     const int64_t nBound = m_nLowerBound;
-    auto emit = [&](int nHandle, size_t nStart, size_t nWordLen) {
-        _stTermPosition hit;
-        hit.nHandle = nHandle;
-        hit.iStartPos = static_cast<int>(nStart);
-        hit.nWordLen = static_cast<int>(nWordLen);
-        vecResult.push_back(hit);
+    // Hits are gathered a few at a time and appended together.
+    struct {
+        int nHandle, nStart, nLen;
+    } vecPending[32];
+    int nPending = 0;
+    auto flush = [&]() {
+        for (int i = 0; i < nPending; ++i) {
+            _stTermPosition hit;
+            hit.nHandle = vecPending[i].nHandle;
+            hit.iStartPos = vecPending[i].nStart;
+            hit.nWordLen = vecPending[i].nLen;
+            vecResult.push_back(hit);
+        }
+        nPending = 0;
+    };
+    auto emit = [&](int nHandle, size_t nStart, size_t nWordLen) __attribute__((always_inline)) {
+        if (nPending == 32) flush();
+        vecPending[nPending++] = {nHandle, static_cast<int>(nStart), static_cast<int>(nWordLen)};
     };
     // Scan mode 1: only a GB2312 hanzi, a lower-case letter or a digit continues a match.
     auto continues = [&](size_t nPos, int nCharLen, int nCode) {
@@ -1201,8 +1235,11 @@ void CPDAT::ScanText(const unsigned char* s, size_t nLen, std::vector<_stTermPos
     // Without the filter (a small array, in the caches anyway), and in scan modes 0 and 2 (whose hits
     // skip the text they cover, so that classifying every offset in advance costs more than it saves),
     // one attempt after another.
-    if (pFilter == nullptr || !OVERLAP) {
+    // The block scan reads characters as mode 0 does and needs the NUL after the text; after SetEmpty
+    // the filter no longer fits the array.
+    if (MODE != 0 || pFilter == nullptr || !OVERLAP || nBound != m_nFilterBound || s[nLen] != 0) {
         for (size_t nStart = 0; nStart < nLen;) nStart = attempt(nStart);
+        flush();
         return;
     }
     // Scan mode 1 with the filter takes the text in blocks of BLOCK start offsets. A first pass reads
@@ -1235,24 +1272,37 @@ void CPDAT::ScanText(const unsigned char* s, size_t nLen, std::vector<_stTermPos
     while (q < nLen) {
         int nCount = 0;
         uint64_t nFirstSteps = 0;  // bit k: the first step succeeds at vecPos[k]
-        for (; nCount < BLOCK + AHEAD && q < nLen; ++nCount) {
-            int nCharLen;
-            const int nCode = ScanChar<MODE>(s, q, nLen, &nCharLen);
-            const int32_t t = pClass[nCode];
-            // A first step beyond the bound (after SetEmpty) fails; cell 0 stands in for a failing one.
-            const int r = t & SCAN_RANK_MASK;
-            const int bFirst = (t >= SCAN_FIRST) & (r <= nBound);
-            vecPos[nCount] = q;
-            // Without a first step the rank is kept but SCAN_FIRST and SCAN_WORD are dropped.
-            vecClass[nCount] = t & (-(bFirst | (t < 0)) | SCAN_RANK_MASK);
-            const uint64_t nBit = nCount < BLOCK ? uint64_t{1} << (nCount & 63) : 0;
-            nFirstSteps |= nBit & -static_cast<uint64_t>(bFirst);
-            q += static_cast<size_t>(nCharLen);
+        // A byte of 0x80 and up takes the next one with it unless that is the terminating NUL (no other
+        // NUL lies inside the text).
+        auto read = [&](int k) __attribute__((always_inline)) {
+            const unsigned c = s[q], n = s[q + 1];
+            const int32_t t = pClass[(c << 8) | n];
+            vecPos[k] = q;
+            vecClass[k] = t;
+            q += 1 + ((c >> 7) & static_cast<unsigned>(n != 0));
+            return t;
+        };
+        if (nLen - q > 2 * (BLOCK + AHEAD)) {
+            // Far from the end: no character of the block can reach it, and no next byte is the NUL.
+            for (; nCount < BLOCK; ++nCount) {
+                const unsigned c = s[q];
+                const int32_t t = pClass[(c << 8) | s[q + 1]];
+                vecPos[nCount] = q;
+                vecClass[nCount] = t;
+                q += 1 + (c >> 7);
+                nFirstSteps |= static_cast<uint64_t>((t >> 30) & 1) << nCount;  // SCAN_FIRST
+            }
+        } else {
+            for (; nCount < BLOCK && q < nLen; ++nCount) {
+                const int32_t t = read(nCount);
+                nFirstSteps |= static_cast<uint64_t>((t >> 30) & 1) << nCount;  // SCAN_FIRST
+            }
         }
+        const size_t nNextBlock = q;  // the first character not started here
+        for (; nCount < BLOCK + AHEAD && q < nLen; ++nCount) read(nCount);
         vecPos[nCount] = q;
         for (int i = nCount; i < BLOCK + AHEAD; ++i) vecClass[i] = SCAN_END;
-        const int nStarts = nCount < BLOCK ? nCount : BLOCK;
-        q = vecPos[nStarts];  // the next block starts with the first character not started here
+        q = nNextBlock;
         uint64_t nMarked = 0;  // bit k: the attempt at vecPos[k] needs the last pass
         for (uint64_t nBits = nFirstSteps; nBits != 0; nBits &= nBits - 1) {
             const int k = __builtin_ctzll(nBits);
@@ -1324,6 +1374,7 @@ void CPDAT::ScanText(const unsigned char* s, size_t nLen, std::vector<_stTermPos
             }
         }
     }
+    flush();
 }
 
 const char* CPDAT::MMScan(const char* sText, int nScanMode, char cSep) {

@@ -256,9 +256,11 @@ private:
     // Both empty when there is no filter. m_nFilterPolicy: -1 automatic, 0 never, 1 always.
     std::vector<uint64_t> m_vecScanFilter;
     std::vector<uint64_t> m_vecFirstChars;
-    // With the filter, the scan class of every code for scan mode 1 (65536 entries, see PDAT.cpp): its
-    // rank and whether a walk can start with it, or that it has no rank or ends every match.
+    // With the filter, the scan class for scan mode 1 of the character that starts with each pair of
+    // bytes (65536 entries, see PDAT.cpp): its rank and whether a walk can start with it, or that it has
+    // no rank or ends every match. m_nFilterBound: the lower bound the filter was built for.
     std::vector<int32_t> m_vecScanClass;
+    int m_nFilterBound = 0;
     int m_nFilterShift = 64;
     int m_nFilterPolicy = -1;
 };

@@ -244,27 +244,49 @@ void CDictionarySet::AddHit(int nHandle) const {
     }
 }
 
-void CDictionarySet::AddHits(const _stTermPosition* pHits, size_t nCount) const {
+namespace {
+// AddWeight: nTotal += nWeight, wrapping around on overflow as two's complement does.
+inline void AddWeight(int& nTotal, int nWeight) {
+    nTotal = static_cast<int>(static_cast<unsigned>(nTotal) + static_cast<unsigned>(nWeight));
+}
+}  // namespace
+
+bool CDictionarySet::AddHitsAndWeights(const _stTermPosition* pHits, size_t nCount, int* pTotals,
+                                       int nClasses) const {
     std::atomic<int>* pCounts = ThreadBlock();
-    if (pCounts == nullptr) {
-        for (size_t i = 0; i < nCount; ++i) {
-            const int h = pHits[i].nHandle;
-            if (h >= 0 && static_cast<size_t>(h) < m_nKeyCells)
-                m_pKeyCells[h].nHits.fetch_add(1, std::memory_order_relaxed);
-        }
-        return;
-    }
+    // The hits' cells and counters are fetched from memory all at once, before they are read.
     for (size_t i = 0; i < nCount; ++i) {
-        const int h = pHits[i].nHandle;
-        if (h >= 0 && static_cast<size_t>(h) < m_nKeyCells) __builtin_prefetch(&pCounts[h]);
-    }
-    for (size_t i = 0; i < nCount; ++i) {
-        const int h = pHits[i].nHandle;
-        if (h >= 0 && static_cast<size_t>(h) < m_nKeyCells) {
-            pCounts[h].store(pCounts[h].load(std::memory_order_relaxed) + 1,
-                             std::memory_order_relaxed);
+        const size_t h = static_cast<size_t>(pHits[i].nHandle);
+        if (h < m_nKeyCells) {
+            __builtin_prefetch(&m_pKeyCells[h]);
+            if (pCounts != nullptr) __builtin_prefetch(&pCounts[h]);
         }
     }
+    bool bPositive = false;
+    for (size_t i = 0; i < nCount; ++i) {
+        const int nHandle = pHits[i].nHandle;
+        const size_t h = static_cast<size_t>(nHandle);  // a negative handle is out of range too
+        if (h >= m_nKeyCells) continue;
+        _stKeyCell& cell = m_pKeyCells[h];
+        if (pCounts != nullptr) {
+            // This thread alone adds to its block: a plain increment.
+            pCounts[h].store(pCounts[h].load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+        } else {
+            cell.nHits.fetch_add(1, std::memory_order_relaxed);
+        }
+        if (cell.nClasses == 1) {
+            if (cell.nClass < nClasses) AddWeight(pTotals[cell.nClass], cell.nWeight);
+            bPositive |= cell.nWeight > 0;
+            continue;
+        }
+        int nRows = 0;
+        const POS_info* pInfo = cell.nClasses > 1 ? m_pKeyPOS->GetPOS(nHandle, &nRows) : nullptr;
+        for (int k = 0; pInfo != nullptr && k < nRows; ++k) {
+            if (pInfo[k].POS_id < nClasses) AddWeight(pTotals[pInfo[k].POS_id], pInfo[k].freq);
+            bPositive |= pInfo[k].freq > 0;
+        }
+    }
+    return bPositive;
 }
 
 int CDictionarySet::Hits(int nHandle) const {
@@ -293,6 +315,10 @@ void CDictionarySet::TakeHits(const CDictionarySet& old) {
 }
 
 void CDictionarySet::BuildKeyCells() {
+    const size_t nClassNames = m_pClassDict && m_pClassWordList ? m_pClassDict->GetItemCount() : 0;
+    m_vecClassLabels.clear();
+    for (size_t i = 0; i < nClassNames; ++i)
+        m_vecClassLabels.push_back(std::string(m_pClassWordList->GetWord(static_cast<int>(i))) + "/");
     m_nKeyCells = m_pKeyDict ? m_pKeyDict->GetItemCount() : 0;
     m_pKeyCells.reset(new _stKeyCell[m_nKeyCells]);
     for (size_t h = 0; h < m_nKeyCells && m_pKeyPOS; ++h) {
@@ -385,107 +411,97 @@ const char* CVintrel::Scan(const char* sContent) {
         return ReturnText("");
     }
     // Working space of this thread, kept between calls.
-    thread_local std::string sGBK;
-    thread_local std::vector<char> vecText;
-    thread_local std::vector<_stTermPosition> vecHits;
-    thread_local std::vector<int> vecTotal, vecId, vecPositive;
-    thread_local std::string sResult, sOut;
-    if (vecText.capacity() > (size_t{1} << 20)) std::vector<char>().swap(vecText);  // no huge leftovers
-    if (vecHits.capacity() > (size_t{1} << 16)) std::vector<_stTermPosition>().swap(vecHits);
-    if (sGBK.capacity() > (size_t{1} << 20)) std::string().swap(sGBK);
+    struct CScratch {
+        std::string sGBK, sOut;
+        std::unique_ptr<char[]> pText;  // the standardised text (not cleared between calls)
+        size_t nTextCap = 0;
+        std::vector<char> vecResult;
+        std::vector<_stTermPosition> vecHits;
+        std::vector<int> vecTotal, vecId;
+    };
+    thread_local CScratch scratch;
+    CScratch& w = scratch;
+    if (w.vecHits.capacity() > (size_t{1} << 16)) std::vector<_stTermPosition>().swap(w.vecHits);
+    if (w.sGBK.capacity() > (size_t{1} << 20)) std::string().swap(w.sGBK);
     const char* sText = sContent;
     if (g_pVintrelCodeTranslator != nullptr) {
-        sText = g_pVintrelCodeTranslator->CodeToGBK(sContent, sGBK);
+        sText = g_pVintrelCodeTranslator->CodeToGBK(sContent, w.sGBK);
         if (sText == nullptr) sText = "";
     }
     // The text is standardised as keywords were at import, so that both meet in the same form.
     const size_t nLen = std::strlen(sText);
-    vecText.resize(nLen + 1);
-    const size_t nStandard = WordStandard(sText, nLen, vecText.data());
-    vecHits.clear();
-    pSet->m_pKeyDict->MMScanPosition(vecText.data(), nStandard, vecHits, 1);
+    if (w.nTextCap < nLen + 1 || w.nTextCap > std::max<size_t>(nLen + 1, size_t{1} << 20)) {
+        w.nTextCap = std::max<size_t>(nLen + 1, 4096);  // no huge leftovers either
+        w.pText.reset(new char[w.nTextCap]);
+    }
+    const size_t nStandard = WordStandard(sText, nLen, w.pText.get());
+    w.vecHits.clear();
+    pSet->m_pKeyDict->MMScanPosition(w.pText.get(), nStandard, w.vecHits, 1);
 
     const int nClasses = pSet->m_pClassDict ? static_cast<int>(pSet->m_pClassDict->GetItemCount()) : 0;
+    std::vector<int>& vecTotal = w.vecTotal;
+    std::vector<int>& vecId = w.vecId;
     vecTotal.assign(static_cast<size_t>(nClasses), 0);
-    bool bPositive = false;
-    // The hits' cells and counters are fetched from memory all at once, before they are read.
-    for (const _stTermPosition& hit : vecHits) {
-        if (hit.nHandle >= 0 && static_cast<size_t>(hit.nHandle) < pSet->m_nKeyCells) {
-            __builtin_prefetch(&pSet->m_pKeyCells[hit.nHandle]);
-        }
-    }
-    pSet->AddHits(vecHits.data(), vecHits.size());
-    for (const _stTermPosition& hit : vecHits) {
-        if (hit.nHandle < 0 || static_cast<size_t>(hit.nHandle) >= pSet->m_nKeyCells) continue;
-        const _stKeyCell& cell = pSet->m_pKeyCells[hit.nHandle];
-        if (cell.nClasses == 1) {
-            if (cell.nClass < nClasses) vecTotal[cell.nClass] += cell.nWeight;
-            bPositive = bPositive || cell.nWeight > 0;
-            continue;
-        }
-        int nCount = 0;
-        const POS_info* pInfo = cell.nClasses > 1 ? pSet->m_pKeyPOS->GetPOS(hit.nHandle, &nCount) : nullptr;
-        for (int k = 0; pInfo != nullptr && k < nCount; ++k) {
-            if (pInfo[k].POS_id < nClasses) vecTotal[pInfo[k].POS_id] += pInfo[k].freq;
-            bPositive = bPositive || pInfo[k].freq > 0;
-        }
-    }
     // Without a positive weight no total can be positive: the result is empty, nothing to order.
-    if (!bPositive) return ReturnText("");
-    // Deliberate: the classes are ordered by an exchange sort (for each place i in turn, every
-    // later place j whose total is greater than place i's swaps with it), which decides the order
-    // of equal totals. Only the places that end up with a positive total are printed, and the
-    // exchanges move a positive total the same way whatever the totals of 0 and below are (such a
-    // total never displaces a positive one, and two of them trade places only with each other), so
-    // those totals count as 0 here and the sort only visits the places holding a positive total:
-    // vecPositive lists them in rising order. Place i ends up with the first greatest total from
-    // place i on; each greater total met on the way takes the previous one's place.
+    if (!pSet->AddHitsAndWeights(w.vecHits.data(), w.vecHits.size(), vecTotal.data(), nClasses)) {
+        return ReturnText("");
+    }
+    // Deliberate: the classes are ordered by an exchange sort (for each place i in turn, every later
+    // place j whose total is greater than place i's swaps with it), which decides the order of equal
+    // totals; the places are printed from the first while their total is positive. The totals of 0
+    // and below count as 0 here: such a total never displaces a positive one and two of them trade
+    // places only with each other, so the positive totals move exactly as they would. The places after
+    // the last positive total then hold 0 and never swap, so the sort stops there; and place i holds
+    // the greatest total from place i on, so printing ends at the first place left without a positive
+    // total.
     vecId.resize(static_cast<size_t>(nClasses));
-    vecPositive.clear();
+    int* pTotal = vecTotal.data();
+    int* pId = vecId.data();
+    int nLast = -1;  // the last place with a positive total
     for (int i = 0; i < nClasses; ++i) {
-        vecId[static_cast<size_t>(i)] = i;
-        if (vecTotal[static_cast<size_t>(i)] > 0) {
-            vecPositive.push_back(i);
+        pId[i] = i;
+        if (pTotal[i] > 0) {
+            nLast = i;
         } else {
-            vecTotal[static_cast<size_t>(i)] = 0;
+            pTotal[i] = 0;
         }
     }
-    sResult.clear();
-    char sNumber[16];
-    for (int i = 0; i < nClasses; ++i) {
-        // The positive places from i on (vecPositive keeps them in rising order).
-        size_t nFrom = 0;
-        while (nFrom < vecPositive.size() && vecPositive[nFrom] < i) ++nFrom;
-        if (nFrom == vecPositive.size()) break;  // no positive total left: the rest prints nothing
-        size_t nI = static_cast<size_t>(i);
-        for (size_t n = nFrom; n < vecPositive.size(); ++n) {
-            size_t j = static_cast<size_t>(vecPositive[n]);
-            if (j == nI || vecTotal[nI] >= vecTotal[j]) continue;
-            std::swap(vecTotal[nI], vecTotal[j]);
-            std::swap(vecId[nI], vecId[j]);
+    std::vector<char>& vecResult = w.vecResult;
+    vecResult.clear();
+    const std::vector<std::string>& vecLabels = pSet->m_vecClassLabels;
+    for (int i = 0; i <= nLast; ++i) {
+        int nTotal = pTotal[i], nId = pId[i];
+        for (int j = i + 1; j <= nLast; ++j) {
+            // The exchange without branches: which totals swap is as irregular as the text.
+            const int nOther = pTotal[j], nOtherId = pId[j];
+            const bool bSwap = nTotal < nOther;
+            pTotal[j] = bSwap ? nTotal : nOther;
+            pId[j] = bSwap ? nId : nOtherId;
+            nTotal = bSwap ? nOther : nTotal;
+            nId = bSwap ? nOtherId : nId;
         }
-        // Place i now holds a positive total; a 0 it held before went to the first place that took
-        // a greater total, which is no longer positive.
-        vecPositive.erase(
-            std::remove_if(vecPositive.begin() + static_cast<std::ptrdiff_t>(nFrom),
-                           vecPositive.end(),
-                           [&](int j) { return vecTotal[static_cast<size_t>(j)] <= 0; }),
-            vecPositive.end());
-        if (nFrom == vecPositive.size() || vecPositive[nFrom] != i) {
-            vecPositive.insert(vecPositive.begin() + static_cast<std::ptrdiff_t>(nFrom), i);
-        }
-        sResult += pSet->m_pClassWordList ? pSet->m_pClassWordList->GetWord(vecId[nI]) : "";
-        sResult += '/';
-        std::to_chars_result end = std::to_chars(sNumber, sNumber + sizeof(sNumber), vecTotal[nI]);
-        sResult.append(sNumber, end.ptr);
-        sResult += '#';
+        if (nTotal <= 0) break;
+        pTotal[i] = nTotal;
+        pId[i] = nId;
+        const std::string& sLabel =
+            static_cast<size_t>(nId) < vecLabels.size() ? vecLabels[static_cast<size_t>(nId)] : std::string("/");
+        // The name, "/", the total and "#": at most 12 bytes after the label.
+        const size_t nAt = vecResult.size();
+        vecResult.resize(nAt + sLabel.size() + 12);
+        char* p = vecResult.data() + nAt;
+        std::memcpy(p, sLabel.data(), sLabel.size());
+        p += sLabel.size();
+        p = std::to_chars(p, p + 11, nTotal).ptr;
+        *p++ = '#';
+        vecResult.resize(static_cast<size_t>(p - vecResult.data()));
     }
-    if (g_pVintrelCodeTranslator != nullptr && !sResult.empty()) {
-        const char* p = g_pVintrelCodeTranslator->GBKToCode(sResult.c_str(), sOut);
+    if (g_pVintrelCodeTranslator != nullptr && !vecResult.empty()) {
+        vecResult.push_back('\0');
+        const char* p = g_pVintrelCodeTranslator->GBKToCode(vecResult.data(), w.sOut);
         if (p == nullptr) p = "";
         return m_pBufManager->NewText(p, std::strlen(p));
     }
-    return m_pBufManager->NewText(sResult.data(), sResult.size());
+    return m_pBufManager->NewText(vecResult.data(), vecResult.size());
 }
 
 bool CVintrel::FreqStat(const char* sResultFile) {

@@ -78,8 +78,12 @@ public:
     // m_nKeyCells.
     void AddHit(int nHandle) const;
     int Hits(int nHandle) const;
-    // AddHits: AddHit for each of nCount hits whose handle is in range (others are skipped).
-    void AddHits(const _stTermPosition* pHits, size_t nCount) const;
+    // AddHitsAndWeights: AddHit for each of nCount hits whose handle is in range (others are
+    // skipped), and adds each of those hits' class weights to pTotals[class id]
+    // (class ids of nClasses and up are left out). Returns whether any weight added is positive.
+    bool AddHitsAndWeights(const _stTermPosition* pHits, size_t nCount, int* pTotals, int nClasses) const;
+    // The class names by class id (BuildKeyCells), each followed by "/".
+    std::vector<std::string> m_vecClassLabels;
     // TakeHits: sets the counts of the handles both sets have to the old set's counts. REQUIRES:
     // BuildKeyCells was called; nothing counts in this set yet.
     void TakeHits(const CDictionarySet& old);
