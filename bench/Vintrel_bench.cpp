@@ -129,9 +129,21 @@ void RunScan(benchmark::State& state, size_t nKeywords, int encode) {
     state.SetBytesProcessed(static_cast<int64_t>(nBytes));
 }
 
+// The cost of a call itself: VT_Scan of a two-character text without hits, 100k keywords.
+void BM_ScanCallOverhead(benchmark::State& state) {
+    if (state.thread_index() == 0 && (Words().empty() || Lines().empty())) {
+        state.SkipWithError("jieba dictionary or PKU text missing");
+        return;
+    }
+    if (state.thread_index() == 0) Setup(100000, 0);
+    for (auto _ : state) benchmark::DoNotOptimize(VT_Scan("\xA3\xAC\xA1\xA3", 0));  // ，。
+    state.SetItemsProcessed(state.iterations());
+}
+
 void BM_Scan100k_GBK(benchmark::State& state) { RunScan(state, 100000, 0); }
 void BM_ScanAll_GBK(benchmark::State& state) { RunScan(state, 0, 0); }
 void BM_Scan100k_UTF8(benchmark::State& state) { RunScan(state, 100000, 1); }
+BENCHMARK(BM_ScanCallOverhead)->UseRealTime()->Threads(1)->Threads(2);
 BENCHMARK(BM_Scan100k_GBK)->Unit(benchmark::kMillisecond)->UseRealTime()->Threads(1)->Threads(2);
 BENCHMARK(BM_ScanAll_GBK)->Unit(benchmark::kMillisecond)->UseRealTime()->Threads(1);
 BENCHMARK(BM_Scan100k_UTF8)->Unit(benchmark::kMillisecond)->UseRealTime()->Threads(1);

@@ -402,6 +402,11 @@ const char* CVintrel::ReturnText(const std::string& sText) { return m_pBufManage
 
 const char* CVintrel::Scan(const char* sContent) {
     std::shared_ptr<const CDictionarySet> pSet = Dictionaries();
+    return ScanWith(*pSet, sContent);
+}
+
+const char* CVintrel::ScanWith(const CDictionarySet& set, const char* sContent) {
+    const CDictionarySet* pSet = &set;
     if (sContent == nullptr) {
         ReportError("The text to scan is NULL!");
         return nullptr;
@@ -417,7 +422,7 @@ const char* CVintrel::Scan(const char* sContent) {
         size_t nTextCap = 0;
         std::vector<char> vecResult;
         std::vector<_stTermPosition> vecHits;
-        std::vector<int> vecTotal, vecId;
+        std::vector<int> vecTotal, vecId, vecPositive;
     };
     thread_local CScratch scratch;
     CScratch& w = scratch;
@@ -448,43 +453,41 @@ const char* CVintrel::Scan(const char* sContent) {
     }
     // Deliberate: the classes are ordered by an exchange sort (for each place i in turn, every later
     // place j whose total is greater than place i's swaps with it), which decides the order of equal
-    // totals; the places are printed from the first while their total is positive. The totals of 0
-    // and below count as 0 here: such a total never displaces a positive one and two of them trade
-    // places only with each other, so the positive totals move exactly as they would. The places after
-    // the last positive total then hold 0 and never swap, so the sort stops there; and place i holds
-    // the greatest total from place i on, so printing ends at the first place left without a positive
-    // total.
+    // totals; the places are printed from the first while their total is positive. Place i ends up
+    // with the greatest total from place i on, so printing ends at the first place without a positive
+    // total. The totals of 0 and below count as 0 here: such a total never displaces a positive one,
+    // and two of them trade places only with each other, so the positive totals move exactly as they
+    // would. Then only the places holding a positive total take part in a pass: vecPositive lists
+    // those from place i on, in rising order. A pass at a place that holds one starts with it; at a
+    // place holding 0 it starts with the first positive place, which takes the 0 and drops out, its
+    // total going on through the later positive places. Either way the list loses its first place.
     vecId.resize(static_cast<size_t>(nClasses));
     int* pTotal = vecTotal.data();
     int* pId = vecId.data();
-    int nLast = -1;  // the last place with a positive total
+    std::vector<int>& vecPositive = w.vecPositive;
+    vecPositive.clear();
     for (int i = 0; i < nClasses; ++i) {
         pId[i] = i;
-        if (pTotal[i] > 0) {
-            nLast = i;
-        } else {
-            pTotal[i] = 0;
-        }
+        if (pTotal[i] > 0) vecPositive.push_back(i);
     }
     std::vector<char>& vecResult = w.vecResult;
     vecResult.clear();
     const std::vector<std::string>& vecLabels = pSet->m_vecClassLabels;
-    for (int i = 0; i <= nLast; ++i) {
-        int nTotal = pTotal[i], nId = pId[i];
-        for (int j = i + 1; j <= nLast; ++j) {
-            // The exchange without branches: which totals swap is as irregular as the text.
-            const int nOther = pTotal[j], nOtherId = pId[j];
-            const bool bSwap = nTotal < nOther;
-            pTotal[j] = bSwap ? nTotal : nOther;
-            pId[j] = bSwap ? nId : nOtherId;
-            nTotal = bSwap ? nOther : nTotal;
-            nId = bSwap ? nOtherId : nId;
+    static const std::string sNoLabel = "/";
+    for (size_t nFirst = 0, i = 0; nFirst < vecPositive.size(); ++nFirst, ++i) {
+        const bool bHolds = static_cast<size_t>(vecPositive[nFirst]) == i;
+        int nTotal = bHolds ? pTotal[i] : 0, nId = pId[i];
+        for (size_t n = bHolds ? nFirst + 1 : nFirst; n < vecPositive.size(); ++n) {
+            const size_t j = static_cast<size_t>(vecPositive[n]);
+            if (nTotal < pTotal[j]) {
+                std::swap(nTotal, pTotal[j]);
+                std::swap(nId, pId[j]);
+            }
         }
-        if (nTotal <= 0) break;
         pTotal[i] = nTotal;
         pId[i] = nId;
         const std::string& sLabel =
-            static_cast<size_t>(nId) < vecLabels.size() ? vecLabels[static_cast<size_t>(nId)] : std::string("/");
+            static_cast<size_t>(nId) < vecLabels.size() ? vecLabels[static_cast<size_t>(nId)] : sNoLabel;
         // The name, "/", the total and "#": at most 12 bytes after the label.
         const size_t nAt = vecResult.size();
         vecResult.resize(nAt + sLabel.size() + 12);

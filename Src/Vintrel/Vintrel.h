@@ -133,6 +133,8 @@ public:
     // first (ties in the order of an exchange sort), in the caller's encoding; "" without hits. The
     // text belongs to the instance. Counts every hit for FreqStat.
     const char* Scan(const char* sContent);
+    // ScanWith: Scan with the given dictionary set, which the caller keeps alive for the call.
+    const char* ScanWith(const CDictionarySet& set, const char* sContent);
     // ScanDetail: the detailed scan of sContent (caller's encoding): hits confirmed by segmentation,
     // scored, compound rules when no keyword is sensitive by itself, then the look-alike and the
     // pinyin retries when the text holds no keyword. The result reads score, delimiter, keywords
