@@ -66,14 +66,49 @@ bool IsSentenceEnd2(unsigned char c1, unsigned char c2) {
            (c1 == 0xA3 && (c2 == 0xA1 || c2 == 0xBF || c2 == 0xBB));  // ！ ？ ；
 }
 
-// The two-byte characters that keyword standardisation drops: "。“”【】《》（）".
-bool IsDroppedPunctuation(unsigned char c1, unsigned char c2) {
-    if (c1 == 0xA1) {
-        return c2 == 0xA3 || c2 == 0xB0 || c2 == 0xB1 || c2 == 0xBE || c2 == 0xBF || c2 == 0xB6 ||
-               c2 == 0xB7;
+// What WordStandard makes of a character: a one-byte character and the two-byte characters of rows
+// A1 and A3 become one byte (sAscii, sRowA1, sRowA3 by the last byte), are dropped (STANDARD_DROP)
+// or, for two-byte ones, kept as they are (STANDARD_KEEP). Every other two-byte character is kept.
+constexpr unsigned char STANDARD_DROP = 0;
+constexpr unsigned char STANDARD_KEEP = 1;
+struct CStandardTables {
+    unsigned char sAscii[128] = {};
+    unsigned char sRowA1[256] = {};
+    unsigned char sRowA3[256] = {};
+};
+constexpr CStandardTables MakeStandardTables() {
+    CStandardTables t;
+    for (int c = 0; c < 128; ++c) {
+        if (c >= 'A' && c <= 'Z') {
+            t.sAscii[c] = static_cast<unsigned char>(c - 'A' + 'a');
+        } else if ((c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || c == '+' || c == '-' || c == '{' ||
+                   c == '}' || c == ';') {
+            t.sAscii[c] = static_cast<unsigned char>(c);
+        }  // blanks, other punctuation and control bytes are dropped
     }
-    return c1 == 0xA3 && (c2 == 0xA8 || c2 == 0xA9);
+    for (int c = 0; c < 256; ++c) {
+        // "。“”【】《》" are dropped; the rest of row A1 is kept.
+        bool bDrop = c == 0xA3 || c == 0xB0 || c == 0xB1 || c == 0xBE || c == 0xBF || c == 0xB6 || c == 0xB7;
+        t.sRowA1[c] = bDrop ? STANDARD_DROP : STANDARD_KEEP;
+        unsigned char nOut = STANDARD_KEEP;
+        if (c >= 0xB0 && c <= 0xB9) {  // full-width digit
+            nOut = static_cast<unsigned char>(c - 0x80);
+        } else if (c >= 0xC1 && c <= 0xDA) {  // full-width capital
+            nOut = static_cast<unsigned char>(c - 0x60);
+        } else if (c >= 0xE1 && c <= 0xFA) {  // full-width small letter
+            nOut = static_cast<unsigned char>(c - 0x80);
+        } else if (c >= 0xBB) {  // other full-width symbols: the rule separator
+            nOut = ';';
+        } else if (c == 0xAB) {  // ＋
+            nOut = '+';
+        } else if (c == 0xA8 || c == 0xA9) {  // （）
+            nOut = STANDARD_DROP;
+        }
+        t.sRowA3[c] = nOut;
+    }
+    return t;
 }
+constexpr CStandardTables kStandard = MakeStandardTables();
 
 bool IsSentenceEnd1(char c) {
     return c == '.' || c == '!' || c == ';' || c == '?' || c == '\r' || c == '\n' || c == '\t';
@@ -307,8 +342,6 @@ size_t WordStandard(const char* sWord, size_t nLen, char* sOut) {
     const char* const pEnd = sWord + nLen;
     [[maybe_unused]] const bool bInPlace = sOut == sWord;
     char* pWrite = sOut;
-    char sChar[3];
-    size_t nCharLen;
     // The output of a character is never longer than the character, so writing over the input is
     // safe.
     for (;;) {
@@ -350,43 +383,27 @@ size_t WordStandard(const char* sWord, size_t nLen, char* sOut) {
         }
 #endif
         // The common case first: a two-byte character outside rows A1 and A3 is kept as it is.
-        unsigned char c0 = static_cast<unsigned char>(pRead[0]);
-        if (c0 >= 0x80 && c0 != 0xA1 && c0 != 0xA3 && pRead[1] != '\0') {
-            *pWrite++ = pRead[0];
-            *pWrite++ = pRead[1];
+        const unsigned char c0 = static_cast<unsigned char>(pRead[0]);
+        if (c0 >= 0x80) {
+            const unsigned char c1 = static_cast<unsigned char>(pRead[1]);
+            if (c1 == 0) break;  // a lone lead byte at the end is dropped
+            const unsigned char nOut = c0 == 0xA1   ? kStandard.sRowA1[c1]
+                                       : c0 == 0xA3 ? kStandard.sRowA3[c1]
+                                                    : STANDARD_KEEP;
+            if (nOut == STANDARD_KEEP) {
+                pWrite[0] = pRead[0];
+                pWrite[1] = pRead[1];
+                pWrite += 2;
+            } else if (nOut != STANDARD_DROP) {
+                *pWrite++ = static_cast<char>(nOut);
+            }
             pRead += 2;
             continue;
         }
-        if ((nCharLen = Getchar(pRead, sChar)) == 0) break;
-        pRead += nCharLen;
-        unsigned char c1 = static_cast<unsigned char>(sChar[0]);
-        unsigned char c2 = static_cast<unsigned char>(sChar[1]);
-        if (nCharLen == 1) {
-            if (c1 >= 'A' && c1 <= 'Z') {
-                *pWrite++ = static_cast<char>(c1 - 'A' + 'a');
-            } else if ((c1 >= '0' && c1 <= '9') || (c1 >= 'a' && c1 <= 'z') ||
-                       std::strchr("+-{};", c1) != nullptr) {
-                *pWrite++ = static_cast<char>(c1);
-            }
-            // Every other one-byte character (blanks, punctuation, a lone lead byte) is dropped.
-            continue;
-        }
-        if (c1 == 0xA3 && c2 >= 0xB0 && c2 <= 0xB9) {  // full-width digit
-            *pWrite++ = static_cast<char>(c2 - 0x80);
-        } else if (c1 == 0xA3 && c2 >= 0xC1 && c2 <= 0xDA) {  // full-width capital
-            *pWrite++ = static_cast<char>(c2 - 0x60);
-        } else if (c1 == 0xA3 && c2 >= 0xE1 && c2 <= 0xFA) {  // full-width small letter
-            *pWrite++ = static_cast<char>(c2 - 0x80);
-        } else if (c1 == 0xA3 && c2 >= 0xBB) {  // other full-width symbols: the rule separator
-            *pWrite++ = ';';
-        } else if (c1 == 0xA3 && c2 == 0xAB) {  // ＋
-            *pWrite++ = '+';
-        } else if (IsDroppedPunctuation(c1, c2)) {
-            // dropped
-        } else {
-            *pWrite++ = static_cast<char>(c1);
-            *pWrite++ = static_cast<char>(c2);
-        }
+        if (c0 == 0) break;
+        const unsigned char nOut = kStandard.sAscii[c0];
+        if (nOut != STANDARD_DROP) *pWrite++ = static_cast<char>(nOut);
+        ++pRead;
     }
     *pWrite = '\0';
     return static_cast<size_t>(pWrite - sOut);

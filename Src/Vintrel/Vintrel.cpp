@@ -319,6 +319,8 @@ void CDictionarySet::BuildKeyCells() {
     m_vecClassLabels.clear();
     for (size_t i = 0; i < nClassNames; ++i)
         m_vecClassLabels.push_back(std::string(m_pClassWordList->GetWord(static_cast<int>(i))) + "/");
+    m_nClassLabelBytes = 0;
+    for (const std::string& sLabel : m_vecClassLabels) m_nClassLabelBytes += sLabel.size();
     m_nKeyCells = m_pKeyDict ? m_pKeyDict->GetItemCount() : 0;
     m_pKeyCells.reset(new _stKeyCell[m_nKeyCells]);
     for (size_t h = 0; h < m_nKeyCells && m_pKeyPOS; ++h) {
@@ -420,7 +422,8 @@ const char* CVintrel::ScanWith(const CDictionarySet& set, const char* sContent) 
         std::string sGBK, sOut;
         std::unique_ptr<char[]> pText;  // the standardised text (not cleared between calls)
         size_t nTextCap = 0;
-        std::vector<char> vecResult;
+        std::unique_ptr<char[]> pResult;  // the result text
+        size_t nResultCap = 0;
         std::vector<_stTermPosition> vecHits;
         std::vector<int> vecTotal, vecId, vecPositive;
     };
@@ -470,8 +473,13 @@ const char* CVintrel::ScanWith(const CDictionarySet& set, const char* sContent) 
         pId[i] = i;
         if (pTotal[i] > 0) vecPositive.push_back(i);
     }
-    std::vector<char>& vecResult = w.vecResult;
-    vecResult.clear();
+    // Room for every class once: its label and 12 bytes, and the NUL.
+    const size_t nResultCap = pSet->m_nClassLabelBytes + 12 * static_cast<size_t>(nClasses) + 1;
+    if (w.nResultCap < nResultCap) {
+        w.nResultCap = nResultCap;
+        w.pResult.reset(new char[nResultCap]);
+    }
+    char* pResult = w.pResult.get();
     const std::vector<std::string>& vecLabels = pSet->m_vecClassLabels;
     static const std::string sNoLabel = "/";
     for (size_t nFirst = 0, i = 0; nFirst < vecPositive.size(); ++nFirst, ++i) {
@@ -488,23 +496,19 @@ const char* CVintrel::ScanWith(const CDictionarySet& set, const char* sContent) 
         pId[i] = nId;
         const std::string& sLabel =
             static_cast<size_t>(nId) < vecLabels.size() ? vecLabels[static_cast<size_t>(nId)] : sNoLabel;
-        // The name, "/", the total and "#": at most 12 bytes after the label.
-        const size_t nAt = vecResult.size();
-        vecResult.resize(nAt + sLabel.size() + 12);
-        char* p = vecResult.data() + nAt;
-        std::memcpy(p, sLabel.data(), sLabel.size());
-        p += sLabel.size();
-        p = std::to_chars(p, p + 11, nTotal).ptr;
-        *p++ = '#';
-        vecResult.resize(static_cast<size_t>(p - vecResult.data()));
+        // The name and "/", the total and "#" (at most 11 bytes).
+        std::memcpy(pResult, sLabel.data(), sLabel.size());
+        pResult = std::to_chars(pResult + sLabel.size(), pResult + sLabel.size() + 11, nTotal).ptr;
+        *pResult++ = '#';
     }
-    if (g_pVintrelCodeTranslator != nullptr && !vecResult.empty()) {
-        vecResult.push_back('\0');
-        const char* p = g_pVintrelCodeTranslator->GBKToCode(vecResult.data(), w.sOut);
+    *pResult = '\0';
+    const size_t nResult = static_cast<size_t>(pResult - w.pResult.get());
+    if (g_pVintrelCodeTranslator != nullptr && nResult > 0) {
+        const char* p = g_pVintrelCodeTranslator->GBKToCode(w.pResult.get(), w.sOut);
         if (p == nullptr) p = "";
         return m_pBufManager->NewText(p, std::strlen(p));
     }
-    return m_pBufManager->NewText(vecResult.data(), vecResult.size());
+    return m_pBufManager->NewText(w.pResult.get(), nResult);
 }
 
 bool CVintrel::FreqStat(const char* sResultFile) {

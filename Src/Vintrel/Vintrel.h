@@ -84,6 +84,7 @@ public:
     bool AddHitsAndWeights(const _stTermPosition* pHits, size_t nCount, int* pTotals, int nClasses) const;
     // The class names by class id (BuildKeyCells), each followed by "/".
     std::vector<std::string> m_vecClassLabels;
+    size_t m_nClassLabelBytes = 0;  // their lengths added up
     // TakeHits: sets the counts of the handles both sets have to the old set's counts. REQUIRES:
     // BuildKeyCells was called; nothing counts in this set yet.
     void TakeHits(const CDictionarySet& old);

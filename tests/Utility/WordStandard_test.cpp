@@ -2,7 +2,7 @@
 // two-byte characters sixteen bytes at a time. Its output, in place and into another buffer, must
 // equal a plain character-by-character reading of the rules for random texts that mix such runs
 // with the characters the rules change or drop, at every alignment, up to a lone lead byte at the
-// end.
+// end. Every character of the rows the rules change is checked on its own too.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -94,6 +94,26 @@ TEST(WordStandard, LongRunsMatchTheCharacterRules) {
         ASSERT_EQ(vecOut[sIn.size() + 1], 'x') << t;
     }
     EXPECT_EQ(WordStandard(nullptr, 3, nullptr), 0u);
+}
+
+// Every one-byte character and every character of rows A1 and A3 (whose characters the rules change
+// one by one), between two hanzi.
+TEST(WordStandard, EveryCharacterOfTheChangedRowsMatchesTheRules) {
+    std::vector<std::string> vecChars;
+    for (int c = 1; c < 0x80; ++c) vecChars.push_back(std::string(1, static_cast<char>(c)));
+    for (int nLead : {0xA1, 0xA3}) {
+        for (int c = 0x40; c <= 0xFE; ++c) {
+            vecChars.push_back({static_cast<char>(nLead), static_cast<char>(c)});
+        }
+    }
+    for (const std::string& sChar : vecChars) {
+        const std::string sIn = "\xC4\xCF" + sChar + "\xBE\xA9";  // 南 . 京
+        std::vector<char> vecOut(sIn.size() + 1);
+        size_t nOut = WordStandard(sIn.c_str(), sIn.size(), vecOut.data());
+        ASSERT_EQ(std::string(vecOut.data(), nOut), ReferenceStandard(sIn))
+            << static_cast<int>(static_cast<unsigned char>(sChar[0])) << " "
+            << static_cast<int>(static_cast<unsigned char>(sChar.back()));
+    }
 }
 
 }  // namespace
