@@ -1326,8 +1326,10 @@ void CPDAT::ScanText(const unsigned char* s, size_t nLen, std::vector<_stTermPos
             // The filter answers "no" only for second steps that fail, without reading their cell.
             const int bStep = (t2 >= 0) & (p2 <= nBound) &
                               FilterHas(pFilter, nFilterShift, t1 & SCAN_RANK_MASK, t2 & SCAN_RANK_MASK);
-            __builtin_prefetch(pCells + (bStep ? p2 : 0));
-            vecCell2[k] = bStep ? p2 : -1;
+            // (Masks rather than conditions, so that the compiler adds no branches.)
+            const int64_t nStepMask = -static_cast<int64_t>(bStep);
+            __builtin_prefetch(pCells + (p2 & nStepMask));
+            vecCell2[k] = (p2 & nStepMask) | ~nStepMask;
             const int bMark = ((t1 & SCAN_WORD) != 0) | bStep | (t2 == SCAN_UNRANKED);
             nMarked |= static_cast<uint64_t>(bMark) << k;
         }

@@ -20,6 +20,7 @@
 #include <ctime>
 #include <mutex>
 
+
 #ifdef __SSE2__
 #include <emmintrin.h>
 #endif
@@ -66,30 +67,33 @@ bool IsSentenceEnd2(unsigned char c1, unsigned char c2) {
            (c1 == 0xA3 && (c2 == 0xA1 || c2 == 0xBF || c2 == 0xBB));  // ！ ？ ；
 }
 
-// What WordStandard makes of a character: a one-byte character and the two-byte characters of rows
-// A1 and A3 become one byte (sAscii, sRowA1, sRowA3 by the last byte), are dropped (STANDARD_DROP)
-// or, for two-byte ones, kept as they are (STANDARD_KEEP). Every other two-byte character is kept.
+// What WordStandard makes of a character: one byte (a table entry of 2 and up), nothing
+// (STANDARD_DROP) or, for a two-byte character, its two bytes as they are (STANDARD_KEEP).
 constexpr unsigned char STANDARD_DROP = 0;
 constexpr unsigned char STANDARD_KEEP = 1;
 struct CStandardTables {
-    unsigned char sAscii[128] = {};
-    unsigned char sRowA1[256] = {};
-    unsigned char sRowA3[256] = {};
+    // By the byte that decides: [0] a one-byte character, [1] a two-byte character outside rows A1
+    // and A3, [2] row A1, [3] row A3. A lead byte before the terminating NUL is dropped.
+    unsigned char sTables[4][256] = {};
+    unsigned char sTableOfLead[256] = {};  // the table of a character by its first byte
 };
 constexpr CStandardTables MakeStandardTables() {
     CStandardTables t;
+    unsigned char* sAscii = t.sTables[0];
     for (int c = 0; c < 128; ++c) {
         if (c >= 'A' && c <= 'Z') {
-            t.sAscii[c] = static_cast<unsigned char>(c - 'A' + 'a');
+            sAscii[c] = static_cast<unsigned char>(c - 'A' + 'a');
         } else if ((c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || c == '+' || c == '-' || c == '{' ||
                    c == '}' || c == ';') {
-            t.sAscii[c] = static_cast<unsigned char>(c);
+            sAscii[c] = static_cast<unsigned char>(c);
         }  // blanks, other punctuation and control bytes are dropped
     }
-    for (int c = 0; c < 256; ++c) {
+    for (int c = 0x80; c < 256; ++c) t.sTableOfLead[c] = c == 0xA1 ? 2 : c == 0xA3 ? 3 : 1;
+    for (int c = 1; c < 256; ++c) {
+        t.sTables[1][c] = STANDARD_KEEP;
         // "。“”【】《》" are dropped; the rest of row A1 is kept.
         bool bDrop = c == 0xA3 || c == 0xB0 || c == 0xB1 || c == 0xBE || c == 0xBF || c == 0xB6 || c == 0xB7;
-        t.sRowA1[c] = bDrop ? STANDARD_DROP : STANDARD_KEEP;
+        t.sTables[2][c] = bDrop ? STANDARD_DROP : STANDARD_KEEP;
         unsigned char nOut = STANDARD_KEEP;
         if (c >= 0xB0 && c <= 0xB9) {  // full-width digit
             nOut = static_cast<unsigned char>(c - 0x80);
@@ -104,7 +108,7 @@ constexpr CStandardTables MakeStandardTables() {
         } else if (c == 0xA8 || c == 0xA9) {  // （）
             nOut = STANDARD_DROP;
         }
-        t.sRowA3[c] = nOut;
+        t.sTables[3][c] = nOut;
     }
     return t;
 }
@@ -382,28 +386,23 @@ size_t WordStandard(const char* sWord, size_t nLen, char* sOut) {
             break;
         }
 #endif
-        // The common case first: a two-byte character outside rows A1 and A3 is kept as it is.
-        const unsigned char c0 = static_cast<unsigned char>(pRead[0]);
-        if (c0 >= 0x80) {
-            const unsigned char c1 = static_cast<unsigned char>(pRead[1]);
-            if (c1 == 0) break;  // a lone lead byte at the end is dropped
-            const unsigned char nOut = c0 == 0xA1   ? kStandard.sRowA1[c1]
-                                       : c0 == 0xA3 ? kStandard.sRowA3[c1]
-                                                    : STANDARD_KEEP;
-            if (nOut == STANDARD_KEEP) {
-                pWrite[0] = pRead[0];
-                pWrite[1] = pRead[1];
-                pWrite += 2;
-            } else if (nOut != STANDARD_DROP) {
-                *pWrite++ = static_cast<char>(nOut);
-            }
-            pRead += 2;
-            continue;
-        }
-        if (c0 == 0) break;
-        const unsigned char nOut = kStandard.sAscii[c0];
-        if (nOut != STANDARD_DROP) *pWrite++ = static_cast<char>(nOut);
-        ++pRead;
+        if (pRead >= pEnd) break;
+        // Then one character without branches on the text (which kind comes next is as irregular as
+        // the text): its table entry decides whether its two bytes, one byte or nothing is written.
+        // Two bytes are always stored and the write position moves by the output's length; the
+        // bytes stored never pass the input's terminating NUL.
+        // (Masks rather than conditions, so that the compiler adds no branches.)
+        const unsigned c0 = static_cast<unsigned char>(pRead[0]);
+        const unsigned c1 = static_cast<unsigned char>(pRead[1]);
+        const unsigned bPair = c0 >> 7;
+        const unsigned nPairMask = 0u - bPair;
+        const unsigned nOut = kStandard.sTables[kStandard.sTableOfLead[c0]][(c1 & nPairMask) | (c0 & ~nPairMask)];
+        const unsigned bKeep = nOut == STANDARD_KEEP;
+        const unsigned nKeepMask = 0u - bKeep;
+        pWrite[0] = static_cast<char>((c0 & nKeepMask) | (nOut & ~nKeepMask));
+        pWrite[1] = static_cast<char>(c1);
+        pWrite += 2 * bKeep + (nOut > STANDARD_KEEP);
+        pRead += 1 + bPair;
     }
     *pWrite = '\0';
     return static_cast<size_t>(pWrite - sOut);

@@ -1,8 +1,7 @@
-// WordStandard_test.cpp: the standardisation of keywords and scanned texts takes runs of ordinary
-// two-byte characters sixteen bytes at a time. Its output, in place and into another buffer, must
-// equal a plain character-by-character reading of the rules for random texts that mix such runs
-// with the characters the rules change or drop, at every alignment, up to a lone lead byte at the
-// end. Every character of the rows the rules change is checked on its own too.
+// WordStandard_test.cpp: the standardisation of keywords and scanned texts. Its output, in place
+// and into another buffer, must equal a plain character-by-character reading of the rules for
+// random texts that mix runs of ordinary characters with the characters the rules change or drop,
+// at every alignment, up to a lone lead byte at the end. Every character of the rows the rules change is checked on its own too.
 #include <gtest/gtest.h>
 
 #include <cstring>
