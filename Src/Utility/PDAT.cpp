@@ -1145,28 +1145,15 @@ void CPDAT::ScanText(const unsigned char* s, size_t nLen, std::vector<_stTermPos
         bool bHanzi = nCharLen == 2 && s[nPos] >= 0xB0 && s[nPos + 1] >= 0xA1;
         return bHanzi || (nCode >= 'a' && nCode <= 'z') || (nCode >= '0' && nCode <= '9');
     };
-    // attempt: the whole attempt at nStart (< nLen): emits its hit, if any, and returns where the scan
-    // resumes.
     const uint64_t* pFilter = m_vecScanFilter.empty() ? nullptr : m_vecScanFilter.data();
     const uint64_t* pFirstChars = m_vecFirstChars.empty() ? nullptr : m_vecFirstChars.data();
     const int nFilterShift = m_nFilterShift;
-    auto attempt = [&](const size_t nStart) __attribute__((always_inline)) -> size_t {
-        int nFirstCharLen;
-        int nCode = GetCharCode(MODE, s, nStart, nLen, &nFirstCharLen);
-        const size_t nFirstLen = static_cast<size_t>(nFirstCharLen);
-        // A code whose first step fails ends the attempt with nothing pending, as below.
-        if (pFirstChars != nullptr && ((pFirstChars[nCode >> 6] >> (nCode & 63)) & 1u) == 0) {
-            return nStart + nFirstLen;
-        }
-        if (OVERLAP && !continues(nStart, nFirstCharLen, nCode)) return nStart + nFirstLen;
-        int nRank = pRanks[nCode];
-        // Unranked, or a failing first step, with nothing pending: resume after the character.
-        if (nRank < 0 || nRank > nBound || pCells[nRank].check != -2) return nStart + nFirstLen;
-        const state& first = pCells[nRank];
-        // Both a word end and a plain first cell leave the first character's length and the cell's handle
-        // pending (a plain cell's handle is -1 in any array this class compiles).
-        int nHandle = first.handle;
-        size_t nWordLen = nFirstLen;
+    // walk: the rest of the attempt at nStart, whose first character is nFirstLen bytes long, from the
+    // cell nPrev (|base| nBase) reached with the text up to nPos, with a pending word of nWordLen
+    // bytes and handle nHandle (none when negative); bSecond when the next step is the second.
+    // Emits the attempt's hit, if any, and returns where the scan resumes.
+    auto walk = [&](const size_t nStart, const size_t nFirstLen, size_t nPos, int nPrev, int64_t nBase,
+                    int nHandle, size_t nWordLen, bool bSecond) -> size_t {
         // Deliberate: scan mode 2 (the pinyin scan) skips the English word-boundary test.
         auto valid = [&]() {
             return nHandle >= 0 && nWordLen >= 1 &&
@@ -1174,14 +1161,6 @@ void CPDAT::ScanText(const unsigned char* s, size_t nLen, std::vector<_stTermPos
         };
         // Where the scan resumes after a valid pending word is emitted.
         auto afterWord = [&]() { return OVERLAP ? nStart + nFirstLen : nStart + nWordLen; };
-        if (IsWordEnd(first) && first.base == -nRank) {  // a one-character word without longer words
-            if (valid()) emit(nHandle, nStart, nWordLen);
-            return nStart + nFirstLen;
-        }
-        size_t nPos = nStart + nFirstLen;
-        int64_t nBase = first.base < 0 ? -static_cast<int64_t>(first.base) : first.base;
-        int nPrev = nRank;
-        bool bSecond = true;
         for (;;) {
             if (nPos >= nLen) {
                 // The end of the text ends the attempt like a failing step: the pending word is emitted
@@ -1194,12 +1173,12 @@ void CPDAT::ScanText(const unsigned char* s, size_t nLen, std::vector<_stTermPos
                 return (nHandle >= 0 && nWordLen >= 1) ? nStart + nWordLen : nStart + nFirstLen;
             }
             int nCharLen;
-            nCode = GetCharCode(MODE, s, nPos, nLen, &nCharLen);
+            const int nCode = GetCharCode(MODE, s, nPos, nLen, &nCharLen);
             if (OVERLAP && !continues(nPos, nCharLen, nCode)) {
                 if (nHandle >= 0 && nWordLen >= 1) emit(nHandle, nStart, nWordLen);  // no boundary test
                 return nStart + nFirstLen;
             }
-            nRank = pRanks[nCode];
+            const int nRank = pRanks[nCode];
             if (nRank < 0) {
                 if (valid()) {
                     emit(nHandle, nStart, nWordLen);
@@ -1234,6 +1213,33 @@ void CPDAT::ScanText(const unsigned char* s, size_t nLen, std::vector<_stTermPos
                 }
             }
         }
+    };
+    // attempt: the whole attempt at nStart (< nLen): emits its hit, if any, and returns where the scan
+    // resumes.
+    auto attempt = [&](const size_t nStart) __attribute__((always_inline)) -> size_t {
+        int nFirstCharLen;
+        const int nCode = GetCharCode(MODE, s, nStart, nLen, &nFirstCharLen);
+        const size_t nFirstLen = static_cast<size_t>(nFirstCharLen);
+        // A code whose first step fails ends the attempt with nothing pending, as below.
+        if (pFirstChars != nullptr && ((pFirstChars[nCode >> 6] >> (nCode & 63)) & 1u) == 0) {
+            return nStart + nFirstLen;
+        }
+        if (OVERLAP && !continues(nStart, nFirstCharLen, nCode)) return nStart + nFirstLen;
+        const int nRank = pRanks[nCode];
+        // Unranked, or a failing first step, with nothing pending: resume after the character.
+        if (nRank < 0 || nRank > nBound || pCells[nRank].check != -2) return nStart + nFirstLen;
+        const state& first = pCells[nRank];
+        // Both a word end and a plain first cell leave the first character's length and the cell's handle
+        // pending (a plain cell's handle is -1 in any array this class compiles).
+        if (IsWordEnd(first) && first.base == -nRank) {  // a one-character word without longer words
+            if (first.handle >= 0 && (!BOUNDARY || IsValidString(s, nStart, nStart + nFirstLen, nLen))) {
+                emit(first.handle, nStart, nFirstLen);
+            }
+            return nStart + nFirstLen;
+        }
+        return walk(nStart, nFirstLen, nStart + nFirstLen, nRank,
+                    first.base < 0 ? -static_cast<int64_t>(first.base) : first.base, first.handle, nFirstLen,
+                    true);
     };
 
     // Without the filter (a small array, in the caches anyway), and in scan modes 0 and 2 (whose hits
@@ -1366,7 +1372,22 @@ void CPDAT::ScanText(const unsigned char* s, size_t nLen, std::vector<_stTermPos
                 if (!bEnd && tNext >= 0) {
                     const int64_t p3 = magnitude(second.base) + (tNext & SCAN_RANK_MASK);
                     if (p3 <= nBound && pCells[p3].check == p2) {
-                        nResume = attempt(nStart);  // the walk goes on
+                        // The walk goes on from the third cell, as the attempt would.
+                        const state& third = pCells[p3];
+                        const size_t nPos = vecPos[k + 3];
+                        if (isWordEnd(third)) {
+                            nHandle = third.handle;
+                            nWordLen = nPos - nStart;
+                        }
+                        if (isLeaf(third, p3)) {
+                            if (nHandle >= 0 && IsValidString(s, nStart, nStart + nWordLen, nLen)) {
+                                emit(nHandle, nStart, nWordLen);
+                            }
+                            nResume = vecPos[k + 1];
+                        } else {
+                            nResume = walk(nStart, vecPos[k + 1] - nStart, nPos, static_cast<int>(p3),
+                                           magnitude(third.base), nHandle, nWordLen, false);
+                        }
                         continue;
                     }
                 }
