@@ -665,13 +665,13 @@ int CPDAT::AddWordComplete() {
     trie.FreeIndex();
     std::vector<trie_elem>& vecNodes = trie.Nodes();
 
-    std::vector<state>().swap(m_vecData);
+    CellArray().swap(m_vecData);
     m_nLowerBound = 0;
     GetCharMap();
 
     const state FREE_CELL{CELL_FILL, CELL_FILL, CELL_FILL};
     size_t nInitial = static_cast<size_t>(static_cast<double>(m_nItemCount) * 1.5);
-    std::vector<state> vecData;
+    CellArray vecData;
     vecData.reserve(nInitial);
     size_t nMaxIndex = 0;
     bool bAnyCell = false, bOverflow = false;
@@ -1655,7 +1655,7 @@ void WordTermCompare(CPDAT* pFirst, CPDAT* pSecond, std::string& sOnlyFirst, std
 // Files.
 
 void CPDAT::Clear() {
-    std::vector<state>().swap(m_vecData);
+    CellArray().swap(m_vecData);
     std::vector<uint64_t>().swap(m_vecScanFilter);
     std::vector<uint64_t>().swap(m_vecFirstChars);
     std::vector<int32_t>().swap(m_vecScanClass);
@@ -1740,7 +1740,7 @@ int CPDAT::Load(const char* sFilename) {
                   static_cast<int64_t>(nCount) <= static_cast<int64_t>(nBound) + 1;
         }
     }
-    std::vector<state> vecData;
+    CellArray vecData;
     if (bOk && !bNoStates) {
         size_t nCells = static_cast<size_t>(nBound) + 1;
         vecData.resize(nCells);

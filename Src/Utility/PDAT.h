@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "Utility/HugePages.h"
 #include "Utility/global_linux.h"
 
 // One term of the optional frequency list: sorts before another when its freq is greater.
@@ -54,6 +55,8 @@ public:
         int handle;  // the word's handle, -1 when no word ends here
     };
     static_assert(sizeof(state) == 12, "state is a file record");
+    // The cells of a double array; a large one may be backed by huge pages.
+    using CellArray = std::vector<state, CHugePageAllocator<state>>;
 
     explicit CPDAT(int nMode = 0);
     virtual ~CPDAT();
@@ -237,7 +240,7 @@ private:
                     char* sOut, int* pHandles) const;
 
     std::unique_ptr<CBuildTrie> m_word_trie;  // build trie; null after AddWordComplete
-    std::vector<state> m_vecData;             // the double array: m_nLowerBound + 1 cells, or none
+    CellArray m_vecData;                      // the double array: m_nLowerBound + 1 cells, or none
     int m_nLowerBound = 0;                    // highest state index in use
     size_t m_nItemCount = 0;                  // distinct words (handles handed out)
     std::string m_sResult;                    // result text of MMSegment(text, ...), MMScan, MMFullScan

@@ -467,11 +467,14 @@ const char* CVintrel::ScanWith(const CDictionarySet& set, const char* sContent) 
     vecId.resize(static_cast<size_t>(nClasses));
     int* pTotal = vecTotal.data();
     int* pId = vecId.data();
-    std::vector<int>& vecPositive = w.vecPositive;
-    vecPositive.clear();
+    // (Masks rather than conditions below, so that the compiler adds no branches on the totals.)
+    w.vecPositive.resize(static_cast<size_t>(nClasses));
+    int* pPositive = w.vecPositive.data();
+    size_t nPositive = 0;
     for (int i = 0; i < nClasses; ++i) {
         pId[i] = i;
-        if (pTotal[i] > 0) vecPositive.push_back(i);
+        pPositive[nPositive] = i;
+        nPositive += pTotal[i] > 0;
     }
     // Room for every class once: its label and 12 bytes, and the NUL.
     const size_t nResultCap = pSet->m_nClassLabelBytes + 12 * static_cast<size_t>(nClasses) + 1;
@@ -482,15 +485,17 @@ const char* CVintrel::ScanWith(const CDictionarySet& set, const char* sContent) 
     char* pResult = w.pResult.get();
     const std::vector<std::string>& vecLabels = pSet->m_vecClassLabels;
     static const std::string sNoLabel = "/";
-    for (size_t nFirst = 0, i = 0; nFirst < vecPositive.size(); ++nFirst, ++i) {
-        const bool bHolds = static_cast<size_t>(vecPositive[nFirst]) == i;
+    for (size_t nFirst = 0, i = 0; nFirst < nPositive; ++nFirst, ++i) {
+        const bool bHolds = static_cast<size_t>(pPositive[nFirst]) == i;
         int nTotal = bHolds ? pTotal[i] : 0, nId = pId[i];
-        for (size_t n = bHolds ? nFirst + 1 : nFirst; n < vecPositive.size(); ++n) {
-            const size_t j = static_cast<size_t>(vecPositive[n]);
-            if (nTotal < pTotal[j]) {
-                std::swap(nTotal, pTotal[j]);
-                std::swap(nId, pId[j]);
-            }
+        for (size_t n = bHolds ? nFirst + 1 : nFirst; n < nPositive; ++n) {
+            const size_t j = static_cast<size_t>(pPositive[n]);
+            const int nOther = pTotal[j], nOtherId = pId[j];
+            const int nSwap = -static_cast<int>(nTotal < nOther);  // all ones to swap
+            pTotal[j] = nOther ^ ((nOther ^ nTotal) & nSwap);
+            pId[j] = nOtherId ^ ((nOtherId ^ nId) & nSwap);
+            nTotal ^= (nTotal ^ nOther) & nSwap;
+            nId ^= (nId ^ nOtherId) & nSwap;
         }
         pTotal[i] = nTotal;
         pId[i] = nId;
