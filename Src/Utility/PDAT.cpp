@@ -1281,49 +1281,38 @@ void CPDAT::ScanText(const unsigned char* s, size_t nLen, std::vector<_stTermPos
     size_t q = 0;        // the next character offset to read
     while (q < nLen) {
         int nCount = 0;
-        uint64_t nFirstSteps = 0;  // bit k: the first step succeeds at vecPos[k]
-        // A byte of 0x80 and up takes the next one with it unless that is the terminating NUL (no other
-        // NUL lies inside the text).
+        for (int32_t& t : vecClass) t = SCAN_END;  // beyond the text
+        // A byte of 0x80 and up takes the next one with it. Read so, a lone lead byte at the end of
+        // the text takes the terminating NUL: the only byte read past the text, which the class table
+        // reads as the lone byte's class. The offset after it is the end of the text.
         auto read = [&](int k) __attribute__((always_inline)) {
-            const unsigned c = s[q], n = s[q + 1];
-            const int32_t t = pClass[(c << 8) | n];
+            const unsigned c = s[q];
             vecPos[k] = q;
-            vecClass[k] = t;
-            q += 1 + ((c >> 7) & static_cast<unsigned>(n != 0));
-            return t;
+            vecClass[k] = pClass[(c << 8) | s[q + 1]];
+            q += 1 + (c >> 7);
         };
         if (nLen - q > 2 * (BLOCK + AHEAD)) {
-            // Far from the end: no character of the block can reach it, and no next byte is the NUL.
-            for (; nCount < BLOCK; ++nCount) {
-                const unsigned c = s[q];
-                const int32_t t = pClass[(c << 8) | s[q + 1]];
-                vecPos[nCount] = q;
-                vecClass[nCount] = t;
-                q += 1 + (c >> 7);
-#ifndef __SSE2__
-                nFirstSteps |= static_cast<uint64_t>((t >> 30) & 1) << nCount;  // SCAN_FIRST
-#endif
-            }
-#ifdef __SSE2__
-            // The SCAN_FIRST bits of four classes at a time, moved to the sign bits.
-            for (int k = 0; k < BLOCK; k += 4) {
-                const __m128i nClasses = _mm_loadu_si128(reinterpret_cast<const __m128i*>(vecClass + k));
-                const unsigned nBits =
-                    static_cast<unsigned>(_mm_movemask_ps(_mm_castsi128_ps(_mm_slli_epi32(nClasses, 1))));
-                nFirstSteps |= static_cast<uint64_t>(nBits) << k;
-            }
-#endif
+            // Far from the end: no character of the block reaches it.
+            for (; nCount < BLOCK + AHEAD; ++nCount) read(nCount);
         } else {
-            for (; nCount < BLOCK && q < nLen; ++nCount) {
-                const int32_t t = read(nCount);
-                nFirstSteps |= static_cast<uint64_t>((t >> 30) & 1) << nCount;  // SCAN_FIRST
-            }
+            for (; nCount < BLOCK && q < nLen; ++nCount) read(nCount);
+            q = std::min(q, nLen);
+            for (int i = 0; i < AHEAD && q < nLen; ++i, ++nCount) read(nCount);
         }
-        const size_t nNextBlock = q;  // the first character not started here
-        for (; nCount < BLOCK + AHEAD && q < nLen; ++nCount) read(nCount);
-        vecPos[nCount] = q;
-        for (int i = nCount; i < BLOCK + AHEAD; ++i) vecClass[i] = SCAN_END;
-        q = nNextBlock;
+        vecPos[nCount] = std::min(q, nLen);
+        q = vecPos[std::min(nCount, BLOCK)];  // the first character not started here
+        uint64_t nFirstSteps = 0;  // bit k: the first step succeeds at vecPos[k]
+#ifdef __SSE2__
+        // The SCAN_FIRST bits of four classes at a time, moved to the sign bits.
+        for (int k = 0; k < BLOCK; k += 4) {
+            const __m128i nClasses = _mm_loadu_si128(reinterpret_cast<const __m128i*>(vecClass + k));
+            const unsigned nBits =
+                static_cast<unsigned>(_mm_movemask_ps(_mm_castsi128_ps(_mm_slli_epi32(nClasses, 1))));
+            nFirstSteps |= static_cast<uint64_t>(nBits) << k;
+        }
+#else
+        for (int k = 0; k < BLOCK; ++k) nFirstSteps |= static_cast<uint64_t>((vecClass[k] >> 30) & 1) << k;
+#endif
         uint64_t nMarked = 0;  // bit k: the attempt at vecPos[k] needs the last pass
         for (uint64_t nBits = nFirstSteps; nBits != 0; nBits &= nBits - 1) {
             const int k = __builtin_ctzll(nBits);

@@ -130,6 +130,14 @@ TEST(PDATScanBlocks, WalksEndingAtEachStep) {
         EXPECT_EQ(Scan(blocks, sText, 1), Scan(plain, sText, 1)) << sText;
         EXPECT_EQ(Scan(blocks, sLong, 1), Scan(plain, sLong, 1)) << sText;
     }
+    // A block's characters run up to the end of the text at every offset of the block, ending in a
+    // word or in a lone lead byte.
+    for (int n = 60; n <= 136; ++n) {
+        std::string sText;
+        for (int i = 0; i < n; ++i) sText += i % 2 == 0 ? "\xB0\xA1" : "\xB0\xA2";  // 啊阿...
+        EXPECT_EQ(Scan(blocks, sText, 1), Scan(plain, sText, 1)) << n;
+        EXPECT_EQ(Scan(blocks, sText + "\xB0", 1), Scan(plain, sText + "\xB0", 1)) << n;
+    }
     // Spot checks reasoned from the rules: 南京 ends at its second step and 南 is shadowed by it;
     // the attempt at 京 finds nothing; 啊阿癌南 is the longest walk from 啊.
     Hits hits = Scan(blocks, vecTexts[0], 1);
