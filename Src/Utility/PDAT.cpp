@@ -79,7 +79,9 @@
 // a match), rules out most offsets without branching on the text or the dictionary's answers (a branch
 // per character on data as irregular as text costs more than all the rest), prefetches the second and
 // third steps of the others, settles from those cells the ones whose walk ends within three steps and
-// walks only the rest.
+// walks only the rest on from there. (This block reading takes the characters as mode 0 does; the other
+// modes take one attempt after another.) A large array's cells may lie in huge pages, so that reads
+// scattered over megabytes of cells miss the address translation caches less often.
 //
 // Files. A .pdat file is the rank table, the lower bound, the item count, the states and the mode, raw and
 // little-endian. Load believes none of it: the file size must match the lower bound exactly, the ranks
@@ -1254,18 +1256,18 @@ void CPDAT::ScanText(const unsigned char* s, size_t nLen, std::vector<_stTermPos
     }
     // Scan mode 1 with the filter takes the text in blocks of BLOCK start offsets. A first pass reads
     // each character once, AHEAD characters beyond the block's starts included, into its offset and
-    // scan class (m_vecScanClass: rank and whether a walk can start with it, or that it has no rank or
-    // ends every match) and notes the offsets where the first step succeeds; it has no branch on the
-    // bytes (masks instead of conditions), as a mispredicted branch per character would cost more than
-    // the rest of the pass. A second pass, over those offsets only and without branches on the
+    // scan class (m_vecScanClass, by the character's first two bytes: rank and whether a walk can start
+    // with it, or that it has no rank or ends every match) and notes the offsets where the first step
+    // succeeds; it has no branch on the bytes, as a mispredicted branch per character would cost more
+    // than the rest of the pass. A second pass, over those offsets only and without branches on the
     // dictionary's answers (so that its reads overlap in memory), marks the ones whose attempt may emit a
     // hit or skip ahead: the first cell holds a word, or the filter lets the second step pass, or the
     // second character has no rank. Every other offset surely ends with nothing pending and the scan
     // resuming one character later, so it is left out: a resume offset it skips would have moved on to
     // the next character anyway. The pass prefetches the second step's cells, a third pass the third
     // step's. The last pass settles the marked offsets that the scan reaches, in order: where the walk
-    // ends within three steps (the common case) from the cells read, as the attempt would; else with the
-    // full attempt. Every offset the scan resumes at ends a character read from an earlier start, so it
+    // ends within three steps (the common case) from the cells read, as the attempt would; else by
+    // walking on from the third cell. Every offset the scan resumes at ends a character read from an earlier start, so it
     // is one of the character offsets of this left-to-right reading.
     constexpr int BLOCK = 64;          // start offsets per block
     constexpr int AHEAD = 2;           // characters read beyond them
