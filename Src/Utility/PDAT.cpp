@@ -80,8 +80,7 @@
 // per character on data as irregular as text costs more than all the rest), prefetches the second and
 // third steps of the others, settles from those cells the ones whose walk ends within three steps and
 // walks only the rest on from there. (This block reading takes the characters as mode 0 does; the other
-// modes take one attempt after another.) A large array's cells may lie in huge pages, so that reads
-// scattered over megabytes of cells miss the address translation caches less often.
+// modes take one attempt after another.)
 //
 // Files. A .pdat file is the rank table, the lower bound, the item count, the states and the mode, raw and
 // little-endian. Load believes none of it: the file size must match the lower bound exactly, the ranks

@@ -8,7 +8,6 @@
 #include <string>
 #include <vector>
 
-#include "Utility/HugePages.h"
 #include "Utility/global_linux.h"
 
 // One term of the optional frequency list: sorts before another when its freq is greater.
@@ -55,8 +54,7 @@ public:
         int handle;  // the word's handle, -1 when no word ends here
     };
     static_assert(sizeof(state) == 12, "state is a file record");
-    // The cells of a double array; a large one may be backed by huge pages.
-    using CellArray = std::vector<state, CHugePageAllocator<state>>;
+    using CellArray = std::vector<state>;  // the cells of a double array
 
     explicit CPDAT(int nMode = 0);
     virtual ~CPDAT();
