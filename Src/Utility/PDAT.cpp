@@ -1128,12 +1128,15 @@ void CPDAT::ScanText(const unsigned char* s, size_t nLen, std::vector<_stTermPos
     } vecPending[32];
     int nPending = 0;
     auto flush = [&]() {
+        // Each hit is written in its place field by field (a copy of a hit just written field by field
+        // would wait for the fields).
+        const size_t nAt = vecResult.size();
+        vecResult.resize(nAt + static_cast<size_t>(nPending));
+        _stTermPosition* pHits = vecResult.data() + nAt;
         for (int i = 0; i < nPending; ++i) {
-            _stTermPosition hit;
-            hit.nHandle = vecPending[i].nHandle;
-            hit.iStartPos = vecPending[i].nStart;
-            hit.nWordLen = vecPending[i].nLen;
-            vecResult.push_back(hit);
+            pHits[i].nHandle = vecPending[i].nHandle;
+            pHits[i].iStartPos = vecPending[i].nStart;
+            pHits[i].nWordLen = vecPending[i].nLen;
         }
         nPending = 0;
     };
