@@ -25,11 +25,6 @@ public:
     std::vector<CRecord*> m_vecRecords;
 };
 
-CReadGate::CRecord*& CReadGate::CachedRecord() {
-    thread_local CRecord* pRecord = nullptr;
-    return pRecord;
-}
-
 CReadGate::CRecord* CReadGate::TakeRecord() {
     for (CRecord* p = m_pHead.load(std::memory_order_acquire); p != nullptr; p = p->pNext) {
         bool bTaken = false;
@@ -48,9 +43,8 @@ CReadGate::CRecord* CReadGate::TakeRecord() {
     return p;
 }
 
-CReadGate::CRecord* CReadGate::ThreadRecord() {
+CReadGate::CRecord* CReadGate::FindThreadRecord() {
     CRecord*& pCached = CachedRecord();
-    if (pCached != nullptr && pCached->pGate == this) return pCached;
     thread_local CRecordOwner owner;
     for (CRecord* p : owner.m_vecRecords) {
         if (p->pGate == this) return pCached = p;
@@ -60,20 +54,6 @@ CReadGate::CRecord* CReadGate::ThreadRecord() {
     CRecord* p = TakeRecord();
     owner.m_vecRecords.push_back(p);
     return pCached = p;
-}
-
-void CReadGate::Enter() {
-    CRecord* p = ThreadRecord();
-    if (p->nDepth++ == 0) {
-        p->nSeq.store(p->nSeq.load(std::memory_order_relaxed) + 1, std::memory_order_seq_cst);
-    }
-}
-
-void CReadGate::Leave() {
-    CRecord* p = ThreadRecord();
-    if (--p->nDepth == 0) {
-        p->nSeq.store(p->nSeq.load(std::memory_order_relaxed) + 1, std::memory_order_release);
-    }
 }
 
 void CReadGate::Synchronize() {

@@ -34,6 +34,8 @@
 // Threads: Enter and Leave are per thread and may nest (only the outermost pair counts); any number
 // of threads may call Synchronize at once, also while others enter and leave.
 class CReadGate {
+    struct CRecord;  // one thread's record (below)
+
 public:
     constexpr CReadGate() = default;
     CReadGate(const CReadGate&) = delete;  // threads keep pointers to their records in it
@@ -41,24 +43,27 @@ public:
 
     // Enter: the calling thread is inside until the matching Leave. Throws std::bad_alloc only on a
     // thread's first Enter, when its record cannot be made (the thread is then not inside).
-    void Enter();
+    void Enter() { EnterRecord(ThreadRecord()); }
     // Leave: ends the matching Enter. REQUIRES: the thread is inside.
-    void Leave();
+    void Leave() { LeaveRecord(ThreadRecord()); }
     // Synchronize: waits until every thread that was inside when the call started has left (threads
     // that enter later are not waited for). Yields, then sleeps briefly, while it waits. REQUIRES:
     // the calling thread is not inside (it would wait for itself forever).
     void Synchronize();
 
-    // CGuard: inside the gate for the guard's lifetime.
+    // CGuard: inside the gate for the guard's lifetime (Enter and Leave, the record looked up
+    // once).
     class CGuard {
     public:
-        explicit CGuard(CReadGate& gate) : m_gate(gate) { m_gate.Enter(); }
-        ~CGuard() { m_gate.Leave(); }
+        explicit CGuard(CReadGate& gate) : m_pRecord(gate.ThreadRecord()) {
+            EnterRecord(m_pRecord);
+        }
+        ~CGuard() { LeaveRecord(m_pRecord); }
         CGuard(const CGuard&) = delete;  // would leave twice
         CGuard& operator=(const CGuard&) = delete;
 
     private:
-        CReadGate& m_gate;
+        CRecord* m_pRecord;  // the thread's record of the gate
     };
 
 private:
@@ -72,10 +77,33 @@ private:
     // CRecordOwner: a thread's handle on its records, handing them back when the thread ends.
     class CRecordOwner;
 
+    // The calls below are inline: a gated call pays for a thread-local load, a compare and one
+    // store to its own cache line on each side.
+
     // CachedRecord: the calling thread's record of the gate it used last (null at first).
-    static CRecord*& CachedRecord();
+    static CRecord*& CachedRecord() {
+        thread_local CRecord* pRecord = nullptr;
+        return pRecord;
+    }
     // ThreadRecord: the calling thread's record of this gate, taken or made on first use.
-    CRecord* ThreadRecord();
+    CRecord* ThreadRecord() {
+        CRecord* p = CachedRecord();
+        return p != nullptr && p->pGate == this ? p : FindThreadRecord();
+    }
+    // EnterRecord, LeaveRecord: Enter and Leave on the thread's record. The entering store is
+    // seq_cst (see the class comment); the leaving one a release.
+    static void EnterRecord(CRecord* p) {
+        if (p->nDepth++ == 0) {
+            p->nSeq.store(p->nSeq.load(std::memory_order_relaxed) + 1, std::memory_order_seq_cst);
+        }
+    }
+    static void LeaveRecord(CRecord* p) {
+        if (--p->nDepth == 0) {
+            p->nSeq.store(p->nSeq.load(std::memory_order_relaxed) + 1, std::memory_order_release);
+        }
+    }
+    // FindThreadRecord: ThreadRecord when the cached record is not this gate's.
+    CRecord* FindThreadRecord();
     // TakeRecord: a record nobody owns, or a new one linked into the list.
     CRecord* TakeRecord();
 
