@@ -46,9 +46,10 @@ public:
     void Enter() { EnterRecord(ThreadRecord()); }
     // Leave: ends the matching Enter. REQUIRES: the thread is inside.
     void Leave() { LeaveRecord(ThreadRecord()); }
-    // Synchronize: waits until every thread that was inside when the call started has left (threads
-    // that enter later are not waited for). Yields, then sleeps briefly, while it waits. REQUIRES:
-    // the calling thread is not inside (it would wait for itself forever).
+    // Synchronize: waits until every thread that was inside when the call started has left. It
+    // waits for each thread at most until that thread's next outermost Leave, so readers that keep
+    // coming back, or enter later, cannot hold it up for long. Yields, then sleeps briefly, while
+    // it waits. REQUIRES: the calling thread is not inside (it would wait for itself forever).
     void Synchronize();
 
     // CGuard: inside the gate for the guard's lifetime (Enter and Leave, the record looked up
