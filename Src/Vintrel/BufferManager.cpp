@@ -1,20 +1,48 @@
 // BufferManager.cpp: CBufferManager.
 #include "Vintrel/BufferManager.h"
 
-#include <atomic>
 #include <cstring>
 #include <memory>
+#include <mutex>
 
 namespace {
 
-std::atomic<unsigned> g_nNextShard{0};  // the list index the next new thread takes
+std::mutex g_mutexShards;
+size_t g_nShardThreads[CBufferManager::SHARDS];  // running threads per list index; g_mutexShards
 
-// ThreadShard: the calling thread's list index, taken in turn on its first call.
+// CShardHolder: a thread's hold on its list index, given up when the thread ends.
+class CShardHolder {
+public:
+    explicit CShardHolder(size_t nShard) : m_nShard(nShard) {}
+    ~CShardHolder() {
+        std::lock_guard<std::mutex> lock(g_mutexShards);
+        --g_nShardThreads[m_nShard];
+    }
+    CShardHolder(const CShardHolder&) = delete;  // gives the index up once
+    CShardHolder& operator=(const CShardHolder&) = delete;
+
+private:
+    size_t m_nShard;
+};
+
+// ThreadShard: the calling thread's list index: on its first call, the index the fewest running
+// threads hold (the lowest of them), kept until the thread ends. Indices are reused as threads come
+// and go, so threads that run at the same time keep apart (up to SHARDS of them).
 size_t ThreadShard() {
     // SHARDS: none yet (a constant initialiser, so no guard is checked per call).
     thread_local size_t nShard = CBufferManager::SHARDS;
-    if (nShard == CBufferManager::SHARDS)
-        nShard = g_nNextShard.fetch_add(1, std::memory_order_relaxed) % CBufferManager::SHARDS;
+    if (nShard == CBufferManager::SHARDS) {
+        size_t nBest = 0;
+        {
+            std::lock_guard<std::mutex> lock(g_mutexShards);
+            for (size_t i = 1; i < CBufferManager::SHARDS; ++i) {
+                if (g_nShardThreads[i] < g_nShardThreads[nBest]) nBest = i;
+            }
+            ++g_nShardThreads[nBest];
+        }
+        thread_local CShardHolder holder(nBest);
+        nShard = nBest;
+    }
     return nShard;
 }
 

@@ -12,8 +12,9 @@
 // threads registering at once do not write the same cache lines. Once a list holds more than KEEP
 // texts, a release frees its BATCH oldest: a text stays valid at least until BATCH further texts
 // were registered with the manager, and a single thread sees one list that behaves exactly so.
-// Threads take lists in turn, in the order of their first registration with any manager, and each
-// thread keeps its list index for every manager.
+// On its first registration with any manager a thread takes the list index that the fewest running
+// threads hold, and keeps it for every manager until it ends: up to SHARDS threads that run at once
+// each have lists of their own.
 //
 // Threads: AddBuffer, NewText, ReleaseBuf and GetCount may run from many threads at once; per list,
 // at most one release frees texts at a time (a release that finds another running leaves the work

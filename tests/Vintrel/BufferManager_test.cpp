@@ -28,8 +28,8 @@ TEST(BufferManager, FreesTheOldestBatchOnceMoreThanTheKeptNumberAreHeld) {
     EXPECT_EQ(manager.GetCount(), 10002u);
 }
 
-// Threads register into lists of their own (they take lists in turn, so four threads that start
-// together get four different lists) and each list keeps its own count: every thread sees exactly
+// Threads that run at once register into lists of their own (the four threads here take four of
+// the lists nobody holds) and each list keeps its own count: every thread sees exactly
 // the single-threaded behaviour, its text from BATCH registrations ago is still intact, and in the
 // end each list holds what one thread alone would leave (30000 texts: 20000 slots). Meanwhile
 // another thread runs partial releases and counts; under ASan this also shows that no text is freed
