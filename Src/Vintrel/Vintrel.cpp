@@ -3,9 +3,11 @@
 //
 // Dictionary sets. An instance holds its dictionaries as one immutable CDictionarySet behind a
 // shared_ptr; every scan takes the current set (and the hit-counter table) under m_mutex and keeps them
-// for the whole call. An import or deletion builds a complete new set, writes its files under a staging
-// directory beside the instance's files, renames them into place once all were written and then swaps
-// the set in under m_mutex. Old sets live on until the last scan using them ends.
+// for the whole call, or, inside g_readGate, borrows it through a raw pointer. An import or deletion
+// builds a complete new set, writes its files under a staging directory beside the instance's files,
+// renames them into place once all were written and then swaps the set in under m_mutex, waiting for
+// the gated scans before it drops its reference to the old set. Old sets live on until the last scan
+// using them ends.
 #include "Vintrel/Vintrel.h"
 
 #include <dirent.h>
@@ -31,6 +33,7 @@
 #include "Utility/WordList.h"
 #include "Vintrel/BufferManager.h"
 #include "Vintrel/ComplexFilter.h"
+#include "Vintrel/ReadGate.h"
 
 namespace {
 
@@ -387,6 +390,7 @@ CVintrel::CVintrel(const char* sDataPath, int nHandle, const char* sDelimiter)
     if (!pSet->m_pComplexFilter->Load()) pSet->m_pComplexFilter.reset();
     pSet->BuildKeyCells();
     m_pDicts = pSet;
+    m_pGatedDicts.store(pSet.get(), std::memory_order_seq_cst);
     m_lStart = clock();
 }
 
@@ -695,9 +699,18 @@ bool CVintrel::Install(CBuild& build) {
     // The hit counters carry over to the new set, handle by handle (hits counted by scans that still
     // use the old set after this point are not carried over).
     build.pSet->BuildKeyCells();
-    std::lock_guard<std::mutex> lock(m_mutex);
-    build.pSet->TakeHits(*m_pDicts);
-    m_pDicts = build.pSet;
+    std::shared_ptr<const CDictionarySet> pOld;
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        build.pSet->TakeHits(*m_pDicts);
+        pOld = std::move(m_pDicts);
+        m_pDicts = build.pSet;
+        m_pGatedDicts.store(m_pDicts.get(), std::memory_order_seq_cst);
+    }
+    // Gated scans may still be reading the old set through its raw pointer: they end before the
+    // reference is dropped (outside m_mutex, so that ungated scans are not held up meanwhile).
+    g_readGate.Synchronize();
+    pOld.reset();
     return true;
 }
 

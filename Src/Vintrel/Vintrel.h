@@ -109,7 +109,8 @@ private:
 // "ComplexFilter.dat".
 //
 // Threads: scans may run from many threads at once, also while an import or deletion runs on the same
-// instance (they keep the dictionary set they started with). Imports and deletions of one instance
+// instance (they keep the dictionary set they started with; a scan inside g_readGate may borrow the
+// set through GatedDictionaries). Imports and deletions of one instance
 // run one at a time (a second waits for the first). A failed import or deletion changes neither the
 // dictionaries in memory nor the files on disk: the files are written under a staging directory and
 // renamed into place only once all of them were written.
@@ -178,6 +179,10 @@ public:
 
     // Dictionaries: the current dictionary set (never null; its members may be).
     std::shared_ptr<const CDictionarySet> Dictionaries() const;
+    // GatedDictionaries: the current dictionary set without a lock or a reference count (never
+    // null); it stays alive until the caller leaves g_readGate. REQUIRES: the caller is inside
+    // g_readGate.
+    const CDictionarySet* GatedDictionaries() const { return m_pGatedDicts.load(std::memory_order_seq_cst); }
     // BufferManager: the owner of the texts this instance returns.
     CBufferManager& BufferManager() { return *m_pBufManager; }
     const std::string& CommFile() const { return m_sCommFile; }
@@ -213,6 +218,9 @@ private:
     mutable std::mutex m_mutex;      // guards m_pDicts and the line and hit counts
     std::mutex m_hUpdate;            // one import or deletion at a time
     std::shared_ptr<const CDictionarySet> m_pDicts;
+    // m_pDicts.get(), for gated readers: a swap stores the new set here, waits for g_readGate and
+    // only then lets the old set go.
+    std::atomic<const CDictionarySet*> m_pGatedDicts{nullptr};
     std::string m_sDataPath;
     std::string m_sCommFile;
     std::unique_ptr<CBufferManager> m_pBufManager;

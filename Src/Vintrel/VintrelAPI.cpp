@@ -5,10 +5,20 @@
 // Threads: g_lifeLock is held shared by every call for its whole duration and exclusively by VT_Init
 // and VT_Exit, so the library is never taken down under a running call. The registry holds shared
 // pointers: a call keeps its instance alive even when VT_DeleteInstance removes it meanwhile.
+//
+// The plain scan has a second, lock-free road, taken by every ordinary call: inside g_readGate it
+// checks g_bStarted, finds the instance's raw pointer in g_pSlotChunks and borrows the instance's
+// dictionary set through its raw pointer, so that a call writes no cache line that other threads
+// write too. Whatever frees what that road reads first makes it unreachable and then waits for the
+// gate: VT_Init and VT_Exit clear g_bStarted (the converter, the instances), VT_DeleteInstance
+// empties the slot (the instance), an import or deletion stores the new set (the old set). Every
+// other case (not started, bad or deleted handle, null text) leaves the gate and takes the locked
+// road, which gives the failure values and messages.
 #include "Vintrel/VintrelAPI.h"
 
 #include <unistd.h>
 
+#include <atomic>
 #include <exception>
 #include <memory>
 #include <mutex>
@@ -22,6 +32,7 @@
 #include "Utility/Pinyin.h"
 #include "Utility/StrTran.h"
 #include "Utility/Utility.h"
+#include "Vintrel/ReadGate.h"
 #include "Vintrel/Vintrel.h"
 
 CCodeTran* g_pVintrelCodeTranslator = nullptr;
@@ -36,6 +47,59 @@ std::string g_sDelimiter;
 std::vector<std::shared_ptr<CVintrel>> g_vecVintrelner;  // the registry; the handle is the index
 std::mutex g_mutexVT;                                      // guards g_vecVintrelner
 std::shared_mutex g_lifeLock;                              // see the file comment
+
+// True between a successful VT_Init and the next VT_Init or VT_Exit; while it is true, g_bVTInit is 1
+// and the converter stays as it is. Read by gated scans only: it never changes a result.
+std::atomic<bool> g_bStarted{false};
+
+// The registry's raw pointers for gated scans: chunk h / SLOT_CHUNK, slot h % SLOT_CHUNK holds the
+// instance of handle h, or null (deleted, not yet made, or its chunk could not be made). Handles
+// beyond the table take the locked road. Chunks are made under g_mutexVT as handles grow and freed
+// by VT_Exit once no gated scan can reach them.
+constexpr size_t SLOT_CHUNK = 1024;
+constexpr size_t SLOT_CHUNKS = 1024;
+std::atomic<std::atomic<CVintrel*>*> g_pSlotChunks[SLOT_CHUNKS];
+
+// SetSlot: stores pWorker as handle h's slot (when the table reaches that far). REQUIRES: g_mutexVT
+// held.
+void SetSlot(size_t h, CVintrel* pWorker) {
+    if (h >= SLOT_CHUNK * SLOT_CHUNKS) return;
+    std::atomic<std::atomic<CVintrel*>*>& chunk = g_pSlotChunks[h / SLOT_CHUNK];
+    std::atomic<CVintrel*>* pChunk = chunk.load(std::memory_order_relaxed);
+    if (pChunk == nullptr) {
+        if (pWorker == nullptr) return;
+        pChunk = new (std::nothrow) std::atomic<CVintrel*>[SLOT_CHUNK];
+        if (pChunk == nullptr) return;  // this handle's scans take the locked road
+        for (size_t i = 0; i < SLOT_CHUNK; ++i) pChunk[i].store(nullptr, std::memory_order_relaxed);
+        chunk.store(pChunk, std::memory_order_release);
+    }
+    // seq_cst: emptying a slot is the writer's store of the gate's ordering argument.
+    pChunk[h % SLOT_CHUNK].store(pWorker, std::memory_order_seq_cst);
+}
+
+// ClearSlots: empties the table and frees its chunks. REQUIRES: g_mutexVT held; g_bStarted is false
+// and g_readGate was synchronised since it was cleared.
+void ClearSlots() {
+    for (std::atomic<std::atomic<CVintrel*>*>& chunk : g_pSlotChunks) {
+        delete[] chunk.exchange(nullptr, std::memory_order_relaxed);
+    }
+}
+
+// GatedWorker: the instance of a handle, or null (the locked road must answer). REQUIRES: inside
+// g_readGate, which keeps the instance alive until the caller leaves.
+CVintrel* GatedWorker(int handle) {
+    const size_t h = static_cast<size_t>(handle);  // a negative handle is beyond the table too
+    if (h >= SLOT_CHUNK * SLOT_CHUNKS) return nullptr;
+    std::atomic<CVintrel*>* pChunk = g_pSlotChunks[h / SLOT_CHUNK].load(std::memory_order_acquire);
+    return pChunk != nullptr ? pChunk[h % SLOT_CHUNK].load(std::memory_order_seq_cst) : nullptr;
+}
+
+// StopGatedScans: makes the gated road unreachable and waits for the scans on it. REQUIRES:
+// g_lifeLock held exclusively.
+void StopGatedScans() {
+    g_bStarted.store(false, std::memory_order_seq_cst);
+    g_readGate.Synchronize();
+}
 
 // GuardCall: runs fnBody and returns its result; any exception becomes failValue, with a last-error text.
 template <typename T, typename F>
@@ -97,28 +161,35 @@ int NewInstance() {
     auto pInstance = std::make_shared<CVintrel>(g_sDefaultDir.c_str(), static_cast<int>(nNumber), g_sDelimiter.c_str());
     std::lock_guard<std::mutex> lock(g_mutexVT);
     g_vecVintrelner.push_back(pInstance);
+    SetSlot(g_vecVintrelner.size() - 1, pInstance.get());
     return static_cast<int>(g_vecVintrelner.size()) - 1;
 }
 
 // DeleteInstance: empties a registry slot. REQUIRES: g_lifeLock held (either way).
 int DeleteInstance(int handle) {
-    std::shared_ptr<CVintrel> pOld;  // destroyed after the lock is released
-    std::lock_guard<std::mutex> lock(g_mutexVT);
-    if (handle < 0 || static_cast<size_t>(handle) >= g_vecVintrelner.size()) {
-        ReportErrorF("PZ_DeleteInstance  argument(handle %d) is invalid!", handle);
-        return 0;
+    std::shared_ptr<CVintrel> pOld;  // dropped once no gated scan can hold the instance
+    {
+        std::lock_guard<std::mutex> lock(g_mutexVT);
+        if (handle < 0 || static_cast<size_t>(handle) >= g_vecVintrelner.size()) {
+            ReportErrorF("PZ_DeleteInstance  argument(handle %d) is invalid!", handle);
+            return 0;
+        }
+        SetSlot(static_cast<size_t>(handle), nullptr);
+        pOld.swap(g_vecVintrelner[static_cast<size_t>(handle)]);
     }
-    pOld.swap(g_vecVintrelner[static_cast<size_t>(handle)]);
+    g_readGate.Synchronize();
+    pOld.reset();
     return 1;
 }
 
-// ExitLocked: VT_Exit's work. REQUIRES: g_lifeLock held exclusively.
+// ExitLocked: VT_Exit's work. REQUIRES: g_lifeLock held exclusively; StopGatedScans was called.
 void ExitLocked() {
     delete g_pVintrelCodeTranslator;
     g_pVintrelCodeTranslator = nullptr;
     std::vector<std::shared_ptr<CVintrel>> vecOld;
     {
         std::lock_guard<std::mutex> lock(g_mutexVT);
+        ClearSlots();
         vecOld.swap(g_vecVintrelner);
     }
     vecOld.clear();
@@ -130,6 +201,24 @@ void ExitLocked() {
     g_bVTInit = 0;
 }
 
+// ScanGated: VT_Scan on the gated road: true with the scan's result in sResult, or false when the
+// locked road must answer (not started, a handle without a gated instance, a null text, or the
+// thread's first entry into the gate failing for want of memory).
+bool ScanGated(const char* sContent, int handle, const char*& sResult) noexcept {
+    if (sContent == nullptr) return false;
+    try {
+        CReadGate::CGuard gate(g_readGate);
+        if (!g_bStarted.load(std::memory_order_seq_cst)) return false;
+        CVintrel* pWorker = GatedWorker(handle);
+        if (pWorker == nullptr) return false;
+        const CDictionarySet* pSet = pWorker->GatedDictionaries();
+        sResult = GuardCall<const char*>(nullptr, [&] { return pWorker->ScanWith(*pSet, sContent); });
+        return true;
+    } catch (...) {
+        return false;  // only entering can throw, and then the thread is not inside
+    }
+}
+
 }  // namespace
 
 extern "C" {
@@ -137,6 +226,7 @@ extern "C" {
 int VT_Init(const char* sInitDirPath, int encode, const char* sDelimiter) {
     return GuardCall<int>(0, [&]() -> int {
         std::unique_lock<std::shared_mutex> life(g_lifeLock);
+        StopGatedScans();
         g_bVTInit = 0;
         if (sInitDirPath != nullptr && sInitDirPath[0] != '\0') {
             g_sDefaultDir = sInitDirPath;
@@ -173,6 +263,7 @@ int VT_Init(const char* sInitDirPath, int encode, const char* sDelimiter) {
         g_sDelimiter = sDelimiter != nullptr ? sDelimiter : "";
         g_bVTInit = 1;
         NewInstance();
+        g_bStarted.store(true, std::memory_order_seq_cst);
         return 1;
     });
 }
@@ -180,6 +271,7 @@ int VT_Init(const char* sInitDirPath, int encode, const char* sDelimiter) {
 void VT_Exit(void) {
     GuardCall<int>(0, [] {
         std::unique_lock<std::shared_mutex> life(g_lifeLock);
+        StopGatedScans();
         ExitLocked();
         return 0;
     });
@@ -212,6 +304,8 @@ int VT_DeleteUserDict(const char* sFilename, int handle) {
 }
 
 const char* VT_Scan(const char* sContent, int handle) {
+    const char* sResult = nullptr;
+    if (ScanGated(sContent, handle, sResult)) return sResult;
     return Forward<const char*>(handle, nullptr, [&](CVintrel& v) { return v.Scan(sContent); });
 }
 
