@@ -188,16 +188,14 @@ void RunLines(benchmark::State& state, const std::vector<std::string>& vecLines,
 
 void BM_CCodeTran_CodeToGBKLines(benchmark::State& state) {
     const CInput& input = GetInput();
-    RunLines(state, input.vecUtf8Lines, [&](const char* s, std::string& r) {
-        return input.pTran->CodeToGBK(s, r);
-    });
+    RunLines(state, input.vecUtf8Lines,
+             [&](const char* s, std::string& r) { return input.pTran->CodeToGBK(s, r); });
 }
 
 void BM_CCodeTran_GBKToCodeLines(benchmark::State& state) {
     const CInput& input = GetInput();
-    RunLines(state, input.vecGbkLines, [&](const char* s, std::string& r) {
-        return input.pTran->GBKToCode(s, r);
-    });
+    RunLines(state, input.vecGbkLines,
+             [&](const char* s, std::string& r) { return input.pTran->GBKToCode(s, r); });
 }
 
 void RunIconv(benchmark::State& state, const std::string& sText, const char* sFrom,

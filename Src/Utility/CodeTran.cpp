@@ -33,9 +33,11 @@
 // unmatched one-byte tokens have their lookups stored by byte value; only unmatched ASCII runs of
 // two or more bytes are looked up while converting, and not even those that hold a byte without a
 // rank (no word holds it, so the lookup fails; only quotes around a token and line ends, which the
-// lookup may drop or fold, are not taken as such bytes). A word containing a tab, which the literal
-// engine would see as several tokens, is marked and split the same way at conversion time. The
-// output is byte for byte that of the literal engine; the tests compare the two on random texts.
+// lookup may drop or fold, are not taken as such bytes). A byte that begins no word (the walk
+// fails at its first step) goes straight to that handling of unmatched bytes. A word containing a
+// tab, which the literal engine would see as several tokens, is marked and split the same way at
+// conversion time. The output is byte for byte that of the literal engine; the tests compare the
+// two on random texts.
 //
 // Units taken one by one. The GBK dictionary also holds phrases (for the traditional-character
 // tables), so most characters begin some longer word and the walk above takes several steps per
@@ -460,6 +462,8 @@ struct CCodeTran::CDirectTable {
     // Glue bytes that no word holds (they have no rank), '"' and the line ends left out (a lookup
     // may drop quotes around a token and fold line ends): a run holding one is no word.
     bool abInNoWord[256];
+    // Bytes that begin no word: the walk from them fails at its first step.
+    bool abNoWordStart[256];
     std::vector<Entry> vecCells;            // per cell: the lookup of its path (kNone: no word ends there)
     Entry aByteEntry[256];                  // the lookup of each one-byte token
     std::string sPool;                      // converted texts, each followed by COutput::PAD NULs
@@ -510,6 +514,10 @@ private:
     // ConvertToken: the longest word at s[nStart] (or the unmatched byte or ASCII run there) into
     // the sink; returns its length (at least 1). REQUIRES: nStart < nLen.
     size_t ConvertToken(const unsigned char* s, size_t nStart, size_t nLen, CTokenSink& sink) const;
+    // ConvertUnmatched: the rest of ConvertToken when no word starts at s[nStart]: the byte there,
+    // or the ASCII run there, into the sink; returns its length. REQUIRES: nStart < nLen.
+    inline size_t ConvertUnmatched(const unsigned char* s, size_t nStart, size_t nLen,
+                                   CTokenSink& sink) const;
     // BuildCharTable: fills vecChars from the words of the dictionary (vecWords: each word of two
     // or more bytes with its cell); see "Units taken one by one" above.
     void BuildCharTable(const std::vector<std::pair<std::string, int64_t>>& vecWords);
@@ -597,6 +605,8 @@ bool CCodeTran::CDirectTable::Build(const CPDAT* pSrcDict, const CIDMaps* pSrcMa
         abInNoWord[c] = abGlue[c] && anRank[c] < 0 && c != '"' && c != '\r' && c != '\n';
         char sByte[1] = {static_cast<char>(c)};
         aByteEntry[c] = MakeEntry(sByte, 1);
+        const int64_t p = anRank[c];  // the first step of a walk, from base 0
+        abNoWordStart[c] = p < 0 || p > nBound || pStates[p].check != -2;
     }
     vecCells.assign(static_cast<size_t>(nBound + 1), Entry());
     if (pStates == nullptr) return true;
@@ -833,7 +843,11 @@ void CCodeTran::CDirectTable::ConvertUnits(const unsigned char* s, size_t nLen,
                 continue;
             }
         }
-        nStart += ConvertToken(s, nStart, nLen, sink);
+        if (abNoWordStart[s[nStart]]) {
+            nStart += ConvertUnmatched(s, nStart, nLen, sink);  // what ConvertToken would do
+        } else {
+            nStart += ConvertToken(s, nStart, nLen, sink);
+        }
     }
 }
 
@@ -918,6 +932,11 @@ size_t CCodeTran::CDirectTable::ConvertToken(const unsigned char* s, size_t nSta
         Emit(vecCells[static_cast<size_t>(nBestCell)], s + nStart, nBest, sink);
         return nBest;
     }
+    return ConvertUnmatched(s, nStart, nLen, sink);
+}
+
+size_t CCodeTran::CDirectTable::ConvertUnmatched(const unsigned char* s, size_t nStart, size_t nLen,
+                                                 CTokenSink& sink) const {
     // An unmatched byte, with the ASCII bytes that follow glued to an ASCII one.
     size_t nSeg = 1;
     bool bInNoWord = abInNoWord[s[nStart]];

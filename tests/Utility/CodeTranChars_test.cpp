@@ -114,11 +114,21 @@ std::string RandomUtf8(std::mt19937& rng) {
             s += Utf8(0x80 + static_cast<uint32_t>(rng() % 0xFF80));
         } else if (nRoll < 18) {
             switch (rng() % 5) {
-                case 0: s += Utf8(c).substr(0, 1 + rng() % 2); break;
-                case 1: s += {byte(0xF0), byte(0x80 | c >> 12), Utf8(c)[1], Utf8(c)[2]}; break;
-                case 2: s += Utf8(0xD800 + static_cast<uint32_t>(rng() % 0x800)); break;
-                case 3: s += {byte(0xF4), byte(0x90 + rng() % 0x30), byte(0x80), byte(0x80)}; break;
-                default: s += byte(0x80 + rng() % 0x80); break;
+                case 0:
+                    s += Utf8(c).substr(0, 1 + rng() % 2);
+                    break;
+                case 1:
+                    s += {byte(0xF0), byte(0x80 | c >> 12), Utf8(c)[1], Utf8(c)[2]};
+                    break;
+                case 2:
+                    s += Utf8(0xD800 + static_cast<uint32_t>(rng() % 0x800));
+                    break;
+                case 3:
+                    s += {byte(0xF4), byte(0x90 + rng() % 0x30), byte(0x80), byte(0x80)};
+                    break;
+                default:
+                    s += byte(0x80 + rng() % 0x80);
+                    break;
             }
         } else if (nRoll < 19) {
             s += "^^";
@@ -169,8 +179,8 @@ TEST(CodeTranCharsTest, PhrasesDecideWhichUnitsSkipTheTrie) {
 }
 
 // The same towards GBK from UTF-8 (code 1), where the units are UTF-8 characters of two to four
-// bytes: 国 begins 国人, which converts to 国民, not to 国 and 人 in a row; 中 begins 中国, whose 国
-// is off; 你 has no map row and is wrapped. An overlong or cut-short form of a character is no
+// bytes: 国 begins 国人, which converts to 国民, not to 国 and 人 in a row; 中 begins 中国, whose
+// 国 is off; 你 has no map row and is wrapped. An overlong or cut-short form of a character is no
 // unit: its bytes pass wrapped, as they do through the trie.
 TEST(CodeTranCharsTest, Utf8PhrasesDecideWhichCharactersSkipTheTrie) {
     vt_test::CTempDir dir;
@@ -183,8 +193,7 @@ TEST(CodeTranCharsTest, Utf8PhrasesDecideWhichCharactersSkipTheTrie) {
     ASSERT_EQ(tran.GetStatus(), 1);
     EXPECT_EQ(tran.GetCharUnitCount(false), 5);  // 人 民 😀 é 你
 
-    EXPECT_EQ(ToGbk(tran, "中国人你你\U0001F600\u00E9"),
-              G("中国人") + "^^你你^^" + G("笑") + "e");
+    EXPECT_EQ(ToGbk(tran, "中国人你你\U0001F600\u00E9"), G("中国人") + "^^你你^^" + G("笑") + "e");
     EXPECT_EQ(ToGbk(tran, "国人民"), G("国民民"));
     EXPECT_EQ(ToGbk(tran, "人\xF0\x84\xBA\xBA"), G("人") + "^^\xF0\x84\xBA\xBA^^");  // 人, overlong
     EXPECT_EQ(ToGbk(tran, "\xF0\x9F\x98\u00E9"), "^^\xF0\x9F\x98^^e");  // 😀 cut short
@@ -217,12 +226,13 @@ TEST(CodeTranCharsTest, AgreesWithTheLiteralEngineOnRandomTables) {
     };
     // é ÿ U+07FF U+0800 一 丿 中 人 U+D7FF U+FFFD 😀 U+20000 U+10FFFF
     const std::vector<std::string> vecUtf8 = {
-        "\u00E9", "\u00FF", "\u07FF", "\u0800", "\u4E00", "\u4E3F", "\u4E2D",
+        "\u00E9", "\u00FF", "\u07FF", "\u0800",     "\u4E00",     "\u4E3F",    "\u4E2D",
         "\u4EBA", "\uD7FF", "\uFFFD", "\U0001F600", "\U00020000", "\U0010FFFF"};
     // Cut short, overlong (é, 中), a surrogate, above U+10FFFF, bytes that begin nothing.
     const std::vector<std::string> vecInvalid = {
-        "\xE4\xB8", "\xF0\x9F\x98", "\xC3", "\xC3\xE4\xB8\xAD", "\xE0\x83\xA9", "\xC1\xA9",
-        "\xF0\x84\xB8\xAD", "\xED\xA0\x80", "\xF4\x90\x80\x80", "\x80\xBF", "\xF8\xFF"};
+        "\xE4\xB8", "\xF0\x9F\x98",     "\xC3",         "\xC3\xE4\xB8\xAD", "\xE0\x83\xA9",
+        "\xC1\xA9", "\xF0\x84\xB8\xAD", "\xED\xA0\x80", "\xF4\x90\x80\x80", "\x80\xBF",
+        "\xF8\xFF"};
     auto utf8Unit = [&]() {
         if (rng() % 4 == 0) return std::string(1, pick(sAscii));
         return vecUtf8[rng() % vecUtf8.size()];
