@@ -71,11 +71,11 @@
 // 0x80 to 0xFF by trail byte. UTF-8 units: by code point, in blocks of 64 (the code points that
 // differ in their last byte only) found through a table of block numbers, block 0 being empty; the
 // sequence is checked to be well-formed first, so that no other byte sequence reads a
-// character's entry. Most characters come in runs, which are converted in a loop of their own
-// that writes straight into the output. With the shipped tables, towards UTF-8 every GBK
-// character qualifies (the phrases convert as their characters in a row), and so does every UTF-8
-// character of the tables towards GBK (the UTF-8 side holds no phrases); towards BIG5 and GBKA the
-// characters that begin a phrase converted otherwise keep the walk.
+// character's entry. Most characters come in runs, which are converted (either kind of unit) in a
+// loop of their own that writes straight into the output. With the shipped tables, towards UTF-8
+// every GBK character qualifies (the phrases convert as their characters in a row), and so does
+// every UTF-8 character of the tables towards GBK (the UTF-8 side holds no phrases); towards BIG5
+// and GBKA the characters that begin a phrase converted otherwise keep the walk.
 //
 // The direct engine also cuts the lines itself (CLineCutter) instead of copying the text for
 // StrLine: the same pieces, found by remembering the next CR, LF and "^^" (every search starts at
@@ -507,10 +507,10 @@ private:
     // ConvertUnits: ConvertPiece for one kind of unit (UTF8: the value of bUtf8Units).
     template <bool UTF8>
     void ConvertUnits(const unsigned char* s, size_t nLen, CTokenSink& sink) const;
-    // ConvertUtf8Run: the UTF-8 units from s[nStart] on that the table converts (not wrapped),
-    // straight into the sink's output; returns the offset of the first unit it left.
-    size_t ConvertUtf8Run(const unsigned char* s, size_t nStart, size_t nLen,
-                          CTokenSink& sink) const;
+    // ConvertRun: the units from s[nStart] on that the table converts (not wrapped), straight
+    // into the sink's output; returns the offset of the first unit it left.
+    template <bool UTF8>
+    size_t ConvertRun(const unsigned char* s, size_t nStart, size_t nLen, CTokenSink& sink) const;
     // ConvertToken: the longest word at s[nStart] (or the unmatched byte or ASCII run there) into
     // the sink; returns its length (at least 1). REQUIRES: nStart < nLen.
     size_t ConvertToken(const unsigned char* s, size_t nStart, size_t nLen, CTokenSink& sink) const;
@@ -809,13 +809,11 @@ void CCodeTran::CDirectTable::ConvertUnits(const unsigned char* s, size_t nLen,
     while (nStart < nLen) {
         // A unit converted on its own: its output is what the longest match would give.
         if (abCharLead[s[nStart]]) {
-            if (UTF8) {
-                // Most units convert in a run; the one that ends it is taken on its own.
-                size_t nNext = ConvertUtf8Run(s, nStart, nLen, sink);
-                if (nNext != nStart) {
-                    nStart = nNext;
-                    continue;
-                }
+            // Most units convert in a run; the one that ends it is taken on its own.
+            size_t nNext = ConvertRun<UTF8>(s, nStart, nLen, sink);
+            if (nNext != nStart) {
+                nStart = nNext;
+                continue;
             }
             const unsigned char* p = s + nStart;
             size_t nUnit = 0;
@@ -851,18 +849,19 @@ void CCodeTran::CDirectTable::ConvertUnits(const unsigned char* s, size_t nLen,
     }
 }
 
-size_t CCodeTran::CDirectTable::ConvertUtf8Run(const unsigned char* s, size_t nStart, size_t nLen,
-                                               CTokenSink& sink) const {
+template <bool UTF8>
+size_t CCodeTran::CDirectTable::ConvertRun(const unsigned char* s, size_t nStart, size_t nLen,
+                                           CTokenSink& sink) const {
     const CharEntry* pChars = vecChars.data();
     const uint16_t* pBlocks = vecUtf8Blocks.data();
     const unsigned char* p = s + nStart;
     COutput& out = sink.Out();
-    // Rounds of up to UNITS units, each reading at most 4 bytes and writing COutput::PAD bytes (of
-    // which it keeps at most 7). A unit is 2 bytes or more, so no more than UNITS units start
-    // before pStop, and 4 bytes can be read wherever one starts; the last 3 bytes of the piece are
-    // left to the caller.
-    constexpr size_t UNITS = 64;
-    const size_t nSafe = nLen - nStart > 3 ? nLen - nStart - 3 : 0;
+    // Rounds of up to UNITS units, each reading at most MAX_UNIT bytes and writing COutput::PAD
+    // bytes (of which it keeps at most 7). A unit is 2 bytes or more, so no more than UNITS units
+    // start before pStop, and MAX_UNIT bytes can be read wherever one starts; the last
+    // MAX_UNIT - 1 bytes of the piece are left to the caller.
+    constexpr size_t UNITS = 64, MAX_UNIT = UTF8 ? 4 : 2;
+    const size_t nSafe = nLen - nStart >= MAX_UNIT ? nLen - nStart - (MAX_UNIT - 1) : 0;
     const unsigned char* const pSafeEnd = p + nSafe;
     bool bRun = false;
     for (bool bMore = p < pSafeEnd; bMore;) {
@@ -870,30 +869,37 @@ size_t CCodeTran::CDirectTable::ConvertUtf8Run(const unsigned char* s, size_t nS
         const unsigned char* const pStop =
             static_cast<size_t>(pSafeEnd - p) > 2 * UNITS ? p + 2 * UNITS : pSafeEnd;
         while (p < pStop) {
-            const _stUtf8Lead& lead = aCharLead[p[0]];
-            const size_t nUnit = lead.nLen;
-            if (nUnit == 0 || !InSpan(p[1], lead)) break;
-            // The code point's block (its bits above the last byte's 6) and its last byte.
-            size_t nBlockOf, nLast;
-            if (nUnit == 3) {
-                if (!IsContinuation(p[2])) break;
-                nBlockOf = (p[0] & 0x0Fu) << 6 | (p[1] & 0x3Fu);
-                nLast = p[2];
-            } else if (nUnit == 2) {
-                nBlockOf = p[0] & 0x1Fu;
-                nLast = p[1];
+            size_t nUnit = 2;
+            const CharEntry* pCh;
+            if (UTF8) {
+                const _stUtf8Lead& lead = aCharLead[p[0]];
+                nUnit = lead.nLen;
+                if (nUnit == 0 || !InSpan(p[1], lead)) break;
+                // The code point's block (its bits above the last byte's 6) and its last byte.
+                size_t nBlockOf, nLast;
+                if (nUnit == 3) {
+                    if (!IsContinuation(p[2])) break;
+                    nBlockOf = (p[0] & 0x0Fu) << 6 | (p[1] & 0x3Fu);
+                    nLast = p[2];
+                } else if (nUnit == 2) {
+                    nBlockOf = p[0] & 0x1Fu;
+                    nLast = p[1];
+                } else {
+                    if (!IsContinuation(p[2]) || !IsContinuation(p[3])) break;
+                    nBlockOf = (p[0] & 0x07u) << 12 | (p[1] & 0x3Fu) << 6 | (p[2] & 0x3Fu);
+                    nLast = p[3];
+                }
+                static_assert(UTF8_BLOCK_BITS == 6, "a block is the code points of one last byte");
+                pCh = &pChars[static_cast<size_t>(pBlocks[nBlockOf]) << UTF8_BLOCK_BITS |
+                              (nLast & 0x3F)];
             } else {
-                if (!IsContinuation(p[2]) || !IsContinuation(p[3])) break;
-                nBlockOf = (p[0] & 0x07u) << 12 | (p[1] & 0x3Fu) << 6 | (p[2] & 0x3Fu);
-                nLast = p[3];
+                if (!abCharLead[p[0]]) break;
+                pCh = &pChars[static_cast<size_t>(p[0] - 0x80) << 8 | p[1]];
             }
-            static_assert(UTF8_BLOCK_BITS == 6, "a block is the code points of one last byte");
-            const CharEntry& ch =
-                pChars[static_cast<size_t>(pBlocks[nBlockOf]) << UTF8_BLOCK_BITS | (nLast & 0x3F)];
             // nInfo 1 to 7: converted; 0 (the trie's) and wrapped units end the run.
-            if (static_cast<uint8_t>(ch.nInfo - 1) >= 0x7F) break;
-            std::memcpy(pOut, &ch, COutput::PAD);
-            pOut += ch.nInfo;
+            if (static_cast<uint8_t>(pCh->nInfo - 1) >= 0x7F) break;
+            std::memcpy(pOut, pCh, COutput::PAD);
+            pOut += pCh->nInfo;
             p += nUnit;
             bRun = true;
         }
