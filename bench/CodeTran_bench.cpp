@@ -2,7 +2,9 @@
 // data directory, beside glibc iconv on the same texts in the same run.
 //
 // Texts: the PKU test text of the SIGHAN 2005 bakeoff, UTF-8 (pku_test.utf8) for the way to GBK and
-// its GBK form (pku_test.txt) for the way back. Throughput is the input bytes per second. The data
+// its GBK form (pku_test.txt) for the way back, converted whole, and line by line (one call per
+// line without its line end, as the scans convert their texts; the ...Lines benchmarks), where
+// the cost of each call counts too. Throughput is the input bytes per second. The data
 // directory is <build dir>/data (made by the build's vintrel_data step), or the one given with
 // --data=DIR. Before timing, each conversion is checked once against iconv line by line (the
 // converter drops the blanks that start a line and keeps one line end per line, CR for CR LF); a
@@ -14,6 +16,7 @@
 #include <cstring>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "BenchSupport.h"
@@ -58,6 +61,7 @@ private:
 struct CInput {
     std::string sUtf8;
     std::string sGbk;
+    std::vector<std::string> vecUtf8Lines, vecGbkLines;  // the non-empty lines, without line ends
     std::unique_ptr<CCodeTran> pTran;
     std::string sError;
 };
@@ -79,6 +83,21 @@ std::string LinesOf(const std::string& s) {
     return sLines;
 }
 
+// SplitLines: the non-empty lines of s without their line ends (LF or CR LF).
+std::vector<std::string> SplitLines(const std::string& s) {
+    std::vector<std::string> vec;
+    size_t nPos = 0;
+    while (nPos < s.size()) {
+        size_t nEnd = s.find('\n', nPos);
+        if (nEnd == std::string::npos) nEnd = s.size();
+        std::string sLine = s.substr(nPos, nEnd - nPos);
+        if (!sLine.empty() && sLine.back() == '\r') sLine.pop_back();
+        if (!sLine.empty()) vec.push_back(std::move(sLine));
+        nPos = nEnd + 1;
+    }
+    return vec;
+}
+
 const CInput& GetInput() {
     static CInput* pInput = [] {
         CInput* p = new CInput();
@@ -88,6 +107,8 @@ const CInput& GetInput() {
             p->sError = "no pku_test.utf8 / pku_test.txt under " + SIGHAN_DIR;
             return p;
         }
+        p->vecUtf8Lines = SplitLines(p->sUtf8);
+        p->vecGbkLines = SplitLines(p->sGbk);
         p->pTran = std::make_unique<CCodeTran>(g_sDataDir.c_str(), 1);
         if (p->pTran->GetStatus() != 1) {
             p->sError = "cannot load the UTF-8 tables from " + g_sDataDir;
@@ -145,6 +166,38 @@ void BM_CCodeTran_GBKToCode(benchmark::State& state) {
                             static_cast<int64_t>(input.sGbk.size()));
 }
 
+// RunLines: fnConvert(line, result) on every line in turn; the bytes are the lines' bytes.
+template <class FnConvert>
+void RunLines(benchmark::State& state, const std::vector<std::string>& vecLines,
+              FnConvert fnConvert) {
+    const CInput& input = GetInput();
+    if (!input.sError.empty()) {
+        state.SkipWithError(input.sError.c_str());
+        return;
+    }
+    std::string sResult;
+    size_t nBytes = 0;
+    for (auto _ : state) {
+        for (const std::string& sLine : vecLines) {
+            benchmark::DoNotOptimize(fnConvert(sLine.c_str(), sResult));
+            nBytes += sLine.size();
+        }
+    }
+    state.SetBytesProcessed(static_cast<int64_t>(nBytes));
+}
+
+void BM_CCodeTran_CodeToGBKLines(benchmark::State& state) {
+    const CInput& input = GetInput();
+    RunLines(state, input.vecUtf8Lines,
+             [&](const char* s, std::string& r) { return input.pTran->CodeToGBK(s, r); });
+}
+
+void BM_CCodeTran_GBKToCodeLines(benchmark::State& state) {
+    const CInput& input = GetInput();
+    RunLines(state, input.vecGbkLines,
+             [&](const char* s, std::string& r) { return input.pTran->GBKToCode(s, r); });
+}
+
 void RunIconv(benchmark::State& state, const std::string& sText, const char* sFrom,
               const char* sTo) {
     const CInput& input = GetInput();
@@ -174,8 +227,10 @@ void BM_Iconv_GBKToUTF8(benchmark::State& state) {
 }
 
 BENCHMARK(BM_CCodeTran_CodeToGBK)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_CCodeTran_CodeToGBKLines)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_Iconv_UTF8ToGBK)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_CCodeTran_GBKToCode)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_CCodeTran_GBKToCodeLines)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_Iconv_GBKToUTF8)->Unit(benchmark::kMillisecond);
 
 }  // namespace

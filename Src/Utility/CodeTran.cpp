@@ -31,22 +31,33 @@
 // lookup of every word cell is done once when the converter is built (a depth-first walk of the
 // array from its root) and stored by cell: the conversion of a unit is then one array read. The
 // unmatched one-byte tokens have their lookups stored by byte value; only unmatched ASCII runs of
-// two or more bytes are looked up while converting. A word containing a tab, which the literal
-// engine would see as several tokens, is marked and split the same way at conversion time. The
-// output is byte for byte that of the literal engine; the tests compare the two on random texts.
+// two or more bytes are looked up while converting, and not even those that hold a byte without a
+// rank (no word holds it, so the lookup fails; only quotes around a token and line ends, which the
+// lookup may drop or fold, are not taken as such bytes). A byte that begins no word (the walk
+// fails at its first step) goes straight to that handling of unmatched bytes. A word containing a
+// tab, which the literal engine would see as several tokens, is marked and split the same way at
+// conversion time. The output is byte for byte that of the literal engine; the tests compare the
+// two on random texts.
 //
 // Units taken one by one. The GBK dictionary also holds phrases (for the traditional-character
 // tables), so most characters begin some longer word and the walk above takes several steps per
-// character. Yet where every phrase converts to the conversions of its characters in a row, the
-// longest match does not change the output. Units: an ASCII byte, or a byte of 0x80 or above with
-// the byte after it. A unit is good when the segmentation reaches it as a word whose lookup is
-// converted or unconverted (not missing, no tab), and every longer word beginning with it splits
-// into units (no lone lead byte at its end) that are all good words, whose outputs in a row give
-// the word's output, all wrapped in markers or none (towards GBK an unconverted non-ASCII unit is
-// wrapped, and adjacent wrapped tokens share their markers, so a wrapped word equals wrapped units
-// in a row; a word "^^" is never good, as it changes how the next token is wrapped). This is a
-// greatest fixed point: every unit starts good when its own lookup qualifies, and a word that
-// breaks the rule makes its first unit bad, which may make other words' first units bad in turn.
+// character; a UTF-8 character takes a step per byte. Yet where every phrase converts to the
+// conversions of its characters in a row, the longest match does not change the output. Units: an
+// ASCII byte, or, for a two-byte source (GBK, BIG5, GBKA), a byte of 0x80 or above with the byte
+// after it, or, for a UTF-8 source (codes 1, 4, 5 towards GBK), a well-formed UTF-8 sequence of two
+// to four bytes (no overlong form, surrogate or code point above U+10FFFF). Either way the unit at
+// an offset is decided by the bytes from there on and no unit is the start of another, so a text
+// or a word splits into units in only one way (or, with a lone lead byte or invalid UTF-8 in it,
+// in none). A unit is good when the segmentation reaches it as a word whose lookup is converted or
+// unconverted (not missing, no tab), and every longer word beginning with it splits into units
+// that are all good words, whose outputs in a row give the word's output, all wrapped in markers
+// or none (towards GBK an unconverted non-ASCII unit is wrapped, and adjacent wrapped tokens share
+// their markers, so a wrapped word equals wrapped units in a row; a word "^^" is never good, as it
+// changes how the next token is wrapped). This is a greatest fixed point: every unit starts good
+// when its own lookup qualifies, and a word that breaks the rule makes its first unit bad, which
+// may make other words' first units bad in turn. Only the ASCII bytes and the words the walk from
+// the root reaches can start good, so the units are found among the words; a word that does not
+// start with a unit is never the longest match where a unit starts, and decides nothing.
 //
 // Why the output stays the same: say a good unit c starts at offset j. The longest word at j
 // begins with c (c is a word the walk reaches), and splits into good units c, c2, ..., ck with
@@ -54,12 +65,17 @@
 // literal engine from the offset of c2 is out(c2) ... out(ck) followed by its output after the
 // word, so from j it is out(c) followed by the output from j + |c|. The markers fold per token
 // (a wrapped token directly after a wrapped one takes back the closing marker), which is the same
-// for a word and its units in a row. Hence a good two-byte unit is converted by one read of a table
-// of 32,768 entries (lead byte 0x80 to 0xFF by trail byte) holding its output (up to 7 bytes) and
-// whether it is wrapped, and the text goes on right after it; every other offset takes the walk.
-// With the shipped tables, towards UTF-8 every GBK character qualifies (the phrases convert as
-// their characters in a row); towards BIG5 and GBKA the characters that begin a phrase converted
-// otherwise keep the walk.
+// for a word and its units in a row. Hence a good unit of two bytes or more is converted by one
+// read of a table holding its output (up to 7 bytes) and whether it is wrapped, and the text goes
+// on right after it; every other offset takes the walk. Two-byte units: 32,768 entries, lead byte
+// 0x80 to 0xFF by trail byte. UTF-8 units: by code point, in blocks of 64 (the code points that
+// differ in their last byte only) found through a table of block numbers, block 0 being empty; the
+// sequence is checked to be well-formed first, so that no other byte sequence reads a
+// character's entry. Most characters come in runs, which are converted (either kind of unit) in a
+// loop of their own that writes straight into the output. With the shipped tables, towards UTF-8
+// every GBK character qualifies (the phrases convert as their characters in a row), and so does
+// every UTF-8 character of the tables towards GBK (the UTF-8 side holds no phrases); towards BIG5
+// and GBKA the characters that begin a phrase converted otherwise keep the walk.
 //
 // The direct engine also cuts the lines itself (CLineCutter) instead of copying the text for
 // StrLine: the same pieces, found by remembering the next CR, LF and "^^" (every search starts at
@@ -70,6 +86,7 @@
 #include "Utility/CodeTran.h"
 
 #include <algorithm>
+#include <array>
 #include <climits>
 #include <cstdint>
 #include <cstdio>
@@ -109,6 +126,59 @@ const char NO_MAP_INFO[] = "Cannot find map info of ";
 inline bool HasBom(const char* s) {
     return static_cast<unsigned char>(s[0]) == 0xEF && static_cast<unsigned char>(s[1]) == 0xBB &&
            static_cast<unsigned char>(s[2]) == 0xBF;
+}
+
+// A UTF-8 lead byte: the length of the sequence it begins (0: no lead byte) and the range of the
+// second byte that makes the sequence well-formed, nLow to nLow + nSpan (overlong forms, surrogates
+// and code points above U+10FFFF left out); the later bytes are 0x80 to 0xBF.
+struct _stUtf8Lead {
+    uint8_t nLen, nLow, nSpan;
+};
+
+constexpr _stUtf8Lead Utf8Lead(unsigned int b) {
+    if (b >= 0xC2 && b <= 0xDF) return {2, 0x80, 0x3F};
+    if (b == 0xE0) return {3, 0xA0, 0x1F};
+    if (b == 0xED) return {3, 0x80, 0x1F};
+    if (b >= 0xE1 && b <= 0xEF) return {3, 0x80, 0x3F};
+    if (b == 0xF0) return {4, 0x90, 0x2F};
+    if (b >= 0xF1 && b <= 0xF3) return {4, 0x80, 0x3F};
+    if (b == 0xF4) return {4, 0x80, 0x0F};
+    return {0, 0, 0};
+}
+
+// InSpan: b is within nLow to nLow + nSpan.
+inline bool InSpan(unsigned char b, const _stUtf8Lead& lead) {
+    return static_cast<uint8_t>(b - lead.nLow) <= lead.nSpan;
+}
+
+constexpr std::array<_stUtf8Lead, 256> MakeUtf8Leads() {
+    std::array<_stUtf8Lead, 256> a{};
+    for (unsigned int b = 0; b < 256; ++b) a[b] = Utf8Lead(b);
+    return a;
+}
+
+constexpr std::array<_stUtf8Lead, 256> UTF8_LEADS = MakeUtf8Leads();
+constexpr size_t UTF8_CODE_POINTS = 0x110000;
+constexpr unsigned int UTF8_BLOCK_BITS = 6;
+constexpr size_t UTF8_BLOCK = size_t{1} << UTF8_BLOCK_BITS;
+
+inline bool IsContinuation(unsigned char b) { return (b & 0xC0) == 0x80; }
+
+// Utf8Length: the length of the well-formed UTF-8 sequence of two to four bytes that p[0..n)
+// starts with, or 0.
+inline size_t Utf8Length(const unsigned char* p, size_t n) {
+    const _stUtf8Lead& lead = UTF8_LEADS[p[0]];
+    if (lead.nLen == 0 || lead.nLen > n || !InSpan(p[1], lead)) return 0;
+    if (lead.nLen >= 3 && !IsContinuation(p[2])) return 0;
+    if (lead.nLen == 4 && !IsContinuation(p[3])) return 0;
+    return lead.nLen;
+}
+
+// Utf8CodePoint: the code point of the well-formed sequence at p. REQUIRES: Utf8Length(p, ...) > 0.
+inline uint32_t Utf8CodePoint(const unsigned char* p) {
+    if (p[0] < 0xE0) return (p[0] & 0x1Fu) << 6 | (p[1] & 0x3Fu);
+    if (p[0] < 0xF0) return (p[0] & 0x0Fu) << 12 | (p[1] & 0x3Fu) << 6 | (p[2] & 0x3Fu);
+    return (p[0] & 0x07u) << 18 | (p[1] & 0x3Fu) << 12 | (p[2] & 0x3Fu) << 6 | (p[3] & 0x3Fu);
 }
 
 // How the lookup of one token came out.
@@ -161,9 +231,10 @@ public:
     // Texts given to AppendPadded may be read 8 bytes far.
     static constexpr size_t PAD = 8;
 
+    // The string's old bytes are overwritten, not cleared first: a string reused from call to
+    // call is filled with zeros only where it grows.
     COutput(std::string& sResult, size_t nHint) : m_s(sResult) {
-        m_s.clear();
-        m_s.resize(nHint + 64);
+        if (m_s.size() < nHint + 64) m_s.resize(nHint + 64);
     }
     void Append(const char* p, size_t n) {
         Reserve(n);
@@ -186,6 +257,14 @@ public:
     }
     // Drop: takes back the last n bytes (fewer when there are fewer).
     void Drop(size_t n) { m_nLen -= n < m_nLen ? n : m_nLen; }
+    // Cursor: where the next byte goes, with at least nRoom bytes of room. Bytes written there
+    // count once SetCursor is given the place after them.
+    char* Cursor(size_t nRoom) {
+        Reserve(nRoom);
+        return &m_s[m_nLen];
+    }
+    // SetCursor: the text ends at p. REQUIRES: p is within the room of the last Cursor.
+    void SetCursor(const char* p) { m_nLen = static_cast<size_t>(p - &m_s[0]); }
     const char* Finish() {
         m_s.resize(m_nLen);
         return m_s.c_str();
@@ -222,6 +301,9 @@ public:
         m_out.AppendPadded(sText, nTextLen);
         m_bPrevMarker = bTokenIsMarker;
     }
+    // Out and ConvertedRun: tokens other than "^^" written as converted straight into Out().
+    COutput& Out() { return m_out; }
+    void ConvertedRun() { m_bPrevMarker = false; }
     void Missing(const char* sToken, size_t nLen) {
         ReportError(std::string(NO_MAP_INFO) + std::string(sToken, nLen));
         Unconverted(sToken, nLen);
@@ -377,33 +459,83 @@ struct CCodeTran::CDirectTable {
     int64_t nBound = -1;                    // highest cell index
     int anRank[256];                        // rank of each byte value, -1 when unranked
     bool abGlue[256];                       // ASCII bytes that unmatched ASCII runs are made of
+    // Glue bytes that no word holds (they have no rank), '"' and the line ends left out (a lookup
+    // may drop quotes around a token and fold line ends): a run holding one is no word.
+    bool abInNoWord[256];
+    // Bytes that begin no word: the walk from them fails at its first step.
+    bool abNoWordStart[256];
     std::vector<Entry> vecCells;            // per cell: the lookup of its path (kNone: no word ends there)
     Entry aByteEntry[256];                  // the lookup of each one-byte token
     std::string sPool;                      // converted texts, each followed by COutput::PAD NULs
 
-    // A two-byte unit (lead byte 0x80 or above) that is converted on its own, without the trie:
-    // its output text (at most 7 bytes, NUL-padded) and nInfo, the text's length, plus 0x80 when
-    // the unit passes unconverted and is wrapped in markers. nInfo 0: the unit takes the trie.
+    // A unit of two bytes or more that is converted on its own, without the trie: its output
+    // text (at most 7 bytes, NUL-padded) and nInfo, the text's length, plus 0x80 when the unit
+    // passes unconverted and is wrapped in markers. nInfo 0: the unit takes the trie.
     struct CharEntry {
         char sText[7];
         uint8_t nInfo;
     };
     static_assert(sizeof(CharEntry) == COutput::PAD, "an entry is copied PAD bytes at a time");
     bool bToCode = false;
-    std::vector<CharEntry> vecChars;  // by (lead - 0x80) * 256 + trail; empty if no unit qualifies
-    int nCharUnits = 0;               // the units of vecChars with nInfo != 0
-    bool abCharLead[256] = {};        // lead bytes of the units of vecChars with nInfo != 0
+    // The units: false, GBK-like two-byte units; true, UTF-8 characters (the source is UTF-8).
+    bool bUtf8Units = false;
+    // The entries of the units taken one by one, empty if no unit qualifies. Two-byte units: by
+    // (lead - 0x80) * 256 + trail. UTF-8 units: blocks of UTF8_BLOCK code points, block 0 empty,
+    // the block of code point c being vecUtf8Blocks[c >> UTF8_BLOCK_BITS] (the bits of c above
+    // its last byte's 6).
+    std::vector<CharEntry> vecChars;
+    std::vector<uint16_t> vecUtf8Blocks;
+    int nCharUnits = 0;         // the units of vecChars with nInfo != 0
+    bool abCharLead[256] = {};  // lead bytes of the units of vecChars with nInfo != 0
+    // UTF-8 units: the lead bytes of abCharLead, the others with length 0 (see _stUtf8Lead).
+    _stUtf8Lead aCharLead[256] = {};
 
     // Build: false when the dictionary is not in byte mode (the literal engine is used then).
+    // bUtf8: the units taken one by one are UTF-8 characters, not two-byte units.
     bool Build(const CPDAT* pSrcDict, const CIDMaps* pSrcMap, const CWordList* pDsnList,
-               bool bDirToCode);
+               bool bDirToCode, bool bUtf8);
     // ConvertPiece: the tokens of one piece into the sink.
-    void ConvertPiece(const unsigned char* s, size_t nLen, CTokenSink& sink) const;
+    void ConvertPiece(const unsigned char* s, size_t nLen, CTokenSink& sink) const {
+        if (bUtf8Units) {
+            ConvertUnits<true>(s, nLen, sink);
+        } else {
+            ConvertUnits<false>(s, nLen, sink);
+        }
+    }
 
 private:
+    // ConvertUnits: ConvertPiece for one kind of unit (UTF8: the value of bUtf8Units).
+    template <bool UTF8>
+    void ConvertUnits(const unsigned char* s, size_t nLen, CTokenSink& sink) const;
+    // ConvertRun: the units from s[nStart] on that the table converts (not wrapped), straight
+    // into the sink's output; returns the offset of the first unit it left.
+    template <bool UTF8>
+    size_t ConvertRun(const unsigned char* s, size_t nStart, size_t nLen, CTokenSink& sink) const;
+    // ConvertToken: the longest word at s[nStart] (or the unmatched byte or ASCII run there) into
+    // the sink; returns its length (at least 1). REQUIRES: nStart < nLen.
+    size_t ConvertToken(const unsigned char* s, size_t nStart, size_t nLen, CTokenSink& sink) const;
+    // ConvertUnmatched: the rest of ConvertToken when no word starts at s[nStart]: the byte there,
+    // or the ASCII run there, into the sink; returns its length. REQUIRES: nStart < nLen.
+    inline size_t ConvertUnmatched(const unsigned char* s, size_t nStart, size_t nLen,
+                                   CTokenSink& sink) const;
     // BuildCharTable: fills vecChars from the words of the dictionary (vecWords: each word of two
     // or more bytes with its cell); see "Units taken one by one" above.
     void BuildCharTable(const std::vector<std::pair<std::string, int64_t>>& vecWords);
+    // UnitLength: the length of the unit that p[0..n) starts with, 0 when none does (n == 0, a
+    // lone lead byte at the end, a byte sequence that is no well-formed UTF-8).
+    size_t UnitLength(const unsigned char* p, size_t n) const {
+        if (n == 0) return 0;
+        if (p[0] < 0x80) return 1;
+        if (!bUtf8Units) return n >= 2 ? 2 : 0;
+        return Utf8Length(p, n);
+    }
+    // UnitIndex: the index of the unit at p (see BuildCharTable). REQUIRES: UnitLength(p, ...) > 0.
+    size_t UnitIndex(const unsigned char* p) const {
+        if (p[0] < 0x80) return p[0];
+        if (bUtf8Units) return Utf8CodePoint(p);
+        return ASCII_UNITS + (static_cast<size_t>(p[0] - 0x80) << 8) + p[1];
+    }
+    static constexpr size_t ASCII_UNITS = 128;
     // UnitEntry: the entry of the word cell that the segmentation reaches with the bytes p[0..n),
     // or null when it does not reach a word there or the word's lookup is neither converted nor
     // unconverted.
@@ -458,9 +590,10 @@ private:
 };
 
 bool CCodeTran::CDirectTable::Build(const CPDAT* pSrcDict, const CIDMaps* pSrcMap,
-                                    const CWordList* pDsnList, bool bDirToCode) {
+                                    const CWordList* pDsnList, bool bDirToCode, bool bUtf8) {
     if (pSrcDict == nullptr || pSrcDict->GetMode() != 1) return false;
     bToCode = bDirToCode;
+    bUtf8Units = bUtf8;
     pDict = pSrcDict;
     pMap = pSrcMap;
     pList = pDsnList;
@@ -469,8 +602,11 @@ bool CCodeTran::CDirectTable::Build(const CPDAT* pSrcDict, const CIDMaps* pSrcMa
     for (int c = 0; c < 256; ++c) {
         anRank[c] = pStates != nullptr ? pSrcDict->GetCharRank(c) : -1;
         abGlue[c] = c != 0 && c < 0x80 && std::strchr(" \t-_,.:/~#%^*()", c) == nullptr;
+        abInNoWord[c] = abGlue[c] && anRank[c] < 0 && c != '"' && c != '\r' && c != '\n';
         char sByte[1] = {static_cast<char>(c)};
         aByteEntry[c] = MakeEntry(sByte, 1);
+        const int64_t p = anRank[c];  // the first step of a walk, from base 0
+        abNoWordStart[c] = p < 0 || p > nBound || pStates[p].check != -2;
     }
     vecCells.assign(static_cast<size_t>(nBound + 1), Entry());
     if (pStates == nullptr) return true;
@@ -549,29 +685,31 @@ bool CCodeTran::CDirectTable::Output(const Entry& e, const unsigned char* p, siz
 
 void CCodeTran::CDirectTable::BuildCharTable(
     const std::vector<std::pair<std::string, int64_t>>& vecWords) {
-    // Units: an ASCII byte b is unit b; a lead byte a (0x80 or above) with the byte b after it is
-    // unit 128 + (a - 0x80) * 256 + b.
-    constexpr size_t ASCII_UNITS = 128, UNIT_COUNT = ASCII_UNITS + 128 * 256;
-    auto unitIndex = [](const unsigned char* p) -> size_t {
-        return p[0] < 0x80 ? p[0] : ASCII_UNITS + (static_cast<size_t>(p[0] - 0x80) << 8) + p[1];
+    // Unit indexes: an ASCII byte b is b. A two-byte unit, lead byte a (0x80 or above) and the byte
+    // b after it, is ASCII_UNITS + (a - 0x80) * 256 + b; a UTF-8 character is its code point.
+    const size_t nUnits = bUtf8Units ? UTF8_CODE_POINTS : ASCII_UNITS + 128 * 256;
+    auto bytesOf = [](const std::string& s) {
+        return reinterpret_cast<const unsigned char*>(s.data());
     };
-    std::vector<char> vecGood(UNIT_COUNT, 0);
-    for (size_t u = 0; u < UNIT_COUNT; ++u) {
-        unsigned char ab[2];
-        size_t n = 1;
-        if (u < ASCII_UNITS) {
-            ab[0] = static_cast<unsigned char>(u);
-        } else {
-            ab[0] = static_cast<unsigned char>(0x80 + ((u - ASCII_UNITS) >> 8));
-            ab[1] = static_cast<unsigned char>((u - ASCII_UNITS) & 0xFF);
-            n = 2;
-        }
-        vecGood[u] = UnitEntry(ab, n) != nullptr;
+    // A unit starts good when the segmentation reaches it as a word with a lookup that qualifies.
+    // Only the ASCII bytes and the words of the dictionary can be such units.
+    std::vector<char> vecGood(nUnits, 0);
+    for (size_t c = 0; c < ASCII_UNITS; ++c) {
+        unsigned char b = static_cast<unsigned char>(c);
+        vecGood[c] = UnitEntry(&b, 1) != nullptr;
+    }
+    std::vector<const std::string*> vecUnitWords;  // the words that are one unit
+    for (const auto& word : vecWords) {
+        const unsigned char* w = bytesOf(word.first);
+        if (UnitLength(w, word.first.size()) != word.first.size()) continue;
+        vecGood[UnitIndex(w)] = UnitEntry(w, word.first.size()) != nullptr;
+        vecUnitWords.push_back(&word.first);
     }
 
     // A word of several units whose output is the units' outputs in a row (all wrapped or none)
     // needs its later units to be good for its first to stay good; any other word makes its first
-    // unit bad outright.
+    // unit bad outright. A word that starts with no unit is never the longest match where a unit
+    // starts (that word would start with the unit), so it decides nothing.
     struct Dependency {
         size_t nFirst;
         std::vector<size_t> vecRest;
@@ -579,11 +717,12 @@ void CCodeTran::CDirectTable::BuildCharTable(
     std::vector<Dependency> vecDeps;
     std::string sWordText, sUnitsText;
     for (const auto& word : vecWords) {
-        const unsigned char* w = reinterpret_cast<const unsigned char*>(word.first.data());
+        const unsigned char* w = bytesOf(word.first);
         size_t n = word.first.size();
-        if (w[0] >= 0x80 && n == 2) continue;  // one unit: its own entry decides
+        size_t nFirstLen = UnitLength(w, n);
+        if (nFirstLen == 0 || nFirstLen == n) continue;  // no unit, or one unit: its own entry
         Dependency dep;
-        dep.nFirst = unitIndex(w);
+        dep.nFirst = UnitIndex(w);
         const Entry& eWord = vecCells[static_cast<size_t>(word.second)];
         bool bOk = (eWord.eKind == ETokenKind::kConverted ||
                     eWord.eKind == ETokenKind::kUnconverted) &&
@@ -595,14 +734,14 @@ void CCodeTran::CDirectTable::BuildCharTable(
         }
         sUnitsText.clear();
         for (size_t i = 0; bOk && i < n;) {
-            size_t nUnit = w[i] >= 0x80 ? 2 : 1;
-            if (i + nUnit > n) {
-                bOk = false;  // ends with a lone lead byte
+            size_t nUnit = UnitLength(w + i, n - i);
+            if (nUnit == 0) {
+                bOk = false;  // ends with a lone lead byte, or holds no well-formed UTF-8
                 break;
             }
             const Entry* pUnit = UnitEntry(w + i, nUnit);
             bOk = pUnit != nullptr && Output(*pUnit, w + i, nUnit, &sUnitsText) == bWrap;
-            if (i > 0) dep.vecRest.push_back(unitIndex(w + i));
+            if (i > 0) dep.vecRest.push_back(UnitIndex(w + i));
             i += nUnit;
         }
         if (bOk && sUnitsText == sWordText) {
@@ -625,88 +764,202 @@ void CCodeTran::CDirectTable::BuildCharTable(
         }
     }
 
-    std::vector<CharEntry> vecTable(128 * 256, CharEntry{{}, 0});
+    // The entries of the good units of two bytes or more.
+    std::vector<CharEntry> vecTable(bUtf8Units ? UTF8_BLOCK : 128 * 256, CharEntry{{}, 0});
+    std::vector<uint16_t> vecBlocks(bUtf8Units ? UTF8_CODE_POINTS >> UTF8_BLOCK_BITS : 0, 0);
     int nCount = 0;
     std::string sText;
-    for (size_t u = ASCII_UNITS; u < UNIT_COUNT; ++u) {
-        if (!vecGood[u]) continue;
-        unsigned char ab[2] = {static_cast<unsigned char>(0x80 + ((u - ASCII_UNITS) >> 8)),
-                               static_cast<unsigned char>((u - ASCII_UNITS) & 0xFF)};
+    for (const std::string* pWord : vecUnitWords) {
+        const unsigned char* w = bytesOf(*pWord);
+        size_t nIndex = UnitIndex(w);
+        if (!vecGood[nIndex]) continue;
         sText.clear();
-        bool bWrap = Output(*UnitEntry(ab, 2), ab, 2, &sText);
+        bool bWrap = Output(*UnitEntry(w, pWord->size()), w, pWord->size(), &sText);
         if (sText.empty() || sText.size() > sizeof(vecTable[0].sText)) continue;  // the trie's
-        CharEntry& ch = vecTable[u - ASCII_UNITS];
+        size_t nSlot = nIndex - ASCII_UNITS;
+        if (bUtf8Units) {
+            uint16_t& nBlock = vecBlocks[nIndex >> UTF8_BLOCK_BITS];
+            if (nBlock == 0) {
+                // At most 0x4400 blocks besides block 0: their numbers fit 16 bits.
+                nBlock = static_cast<uint16_t>(vecTable.size() >> UTF8_BLOCK_BITS);
+                vecTable.resize(vecTable.size() + UTF8_BLOCK, CharEntry{{}, 0});
+            }
+            nSlot = static_cast<size_t>(nBlock) << UTF8_BLOCK_BITS | (nIndex & (UTF8_BLOCK - 1));
+        }
+        CharEntry& ch = vecTable[nSlot];
         std::memcpy(ch.sText, sText.data(), sText.size());
         ch.nInfo = static_cast<uint8_t>(sText.size() | (bWrap ? 0x80 : 0));
-        abCharLead[ab[0]] = true;
+        abCharLead[w[0]] = true;
+        if (bUtf8Units) aCharLead[w[0]] = UTF8_LEADS[w[0]];
         ++nCount;
     }
     if (nCount > 0) {
         vecChars.swap(vecTable);
+        vecUtf8Blocks.swap(vecBlocks);
         nCharUnits = nCount;
     }
 }
 
-void CCodeTran::CDirectTable::ConvertPiece(const unsigned char* s, size_t nLen,
+template <bool UTF8>
+void CCodeTran::CDirectTable::ConvertUnits(const unsigned char* s, size_t nLen,
                                            CTokenSink& sink) const {
     const CharEntry* pChars = vecChars.data();  // read only under abCharLead (then not empty)
+    const uint16_t* pBlocks = vecUtf8Blocks.data();
     size_t nStart = 0;
     while (nStart < nLen) {
         // A unit converted on its own: its output is what the longest match would give.
-        if (abCharLead[s[nStart]] && nStart + 1 < nLen) {
-            size_t nIndex = (static_cast<size_t>(s[nStart] - 0x80) << 8) | s[nStart + 1];
-            const CharEntry& ch = pChars[nIndex];
-            if (ch.nInfo != 0) {
-                if ((ch.nInfo & 0x80) != 0) {
-                    sink.Unconverted(reinterpret_cast<const char*>(s + nStart), 2);
+        if (abCharLead[s[nStart]]) {
+            // Most units convert in a run; the one that ends it is taken on its own.
+            size_t nNext = ConvertRun<UTF8>(s, nStart, nLen, sink);
+            if (nNext != nStart) {
+                nStart = nNext;
+                continue;
+            }
+            const unsigned char* p = s + nStart;
+            size_t nUnit = 0;
+            const CharEntry* pCh = nullptr;
+            if (UTF8) {
+                nUnit = Utf8Length(p, nLen - nStart);
+                if (nUnit != 0) {
+                    uint32_t c = Utf8CodePoint(p);
+                    pCh = &pChars[static_cast<size_t>(pBlocks[c >> UTF8_BLOCK_BITS])
+                                      << UTF8_BLOCK_BITS |
+                                  (c & (UTF8_BLOCK - 1))];
+                }
+            } else if (nStart + 1 < nLen) {
+                nUnit = 2;
+                pCh = &pChars[static_cast<size_t>(p[0] - 0x80) << 8 | p[1]];
+            }
+            if (pCh != nullptr && pCh->nInfo != 0) {
+                if ((pCh->nInfo & 0x80) != 0) {
+                    sink.Unconverted(reinterpret_cast<const char*>(p), nUnit);
                 } else {
                     // The entry is PAD bytes: the text and its length byte after it.
-                    sink.Converted(reinterpret_cast<const char*>(&ch), ch.nInfo, false);
+                    sink.Converted(reinterpret_cast<const char*>(pCh), pCh->nInfo, false);
                 }
-                nStart += 2;
+                nStart += nUnit;
                 continue;
             }
         }
-        // The longest word at nStart, step by step as the dictionary's segmentation takes it.
-        size_t nBest = 0;
-        int64_t nBestCell = -1;
-        if (pStates != nullptr) {
-            int64_t nBase = 0, nPrev = -2;
-            for (size_t i = nStart; i < nLen;) {
-                int nRank = anRank[s[i]];
-                if (nRank < 0) break;
-                int64_t p = (nBase < 0 ? -nBase : nBase) + nRank;
-                if (p > nBound) break;
-                const CPDAT::state& st = pStates[p];
-                if (st.check != nPrev) break;
-                ++i;
-                nPrev = p;
-                nBase = st.base;
-                if (IsWordEnd(st)) {
-                    nBest = i - nStart;
-                    nBestCell = p;
-                    if (st.base == -p) break;
+        if (abNoWordStart[s[nStart]]) {
+            nStart += ConvertUnmatched(s, nStart, nLen, sink);  // what ConvertToken would do
+        } else {
+            nStart += ConvertToken(s, nStart, nLen, sink);
+        }
+    }
+}
+
+template <bool UTF8>
+size_t CCodeTran::CDirectTable::ConvertRun(const unsigned char* s, size_t nStart, size_t nLen,
+                                           CTokenSink& sink) const {
+    const CharEntry* pChars = vecChars.data();
+    const uint16_t* pBlocks = vecUtf8Blocks.data();
+    const unsigned char* p = s + nStart;
+    COutput& out = sink.Out();
+    // Rounds of up to UNITS units, each reading at most MAX_UNIT bytes and writing COutput::PAD
+    // bytes (of which it keeps at most 7). A unit is 2 bytes or more, so no more than UNITS units
+    // start before pStop, and MAX_UNIT bytes can be read wherever one starts; the last
+    // MAX_UNIT - 1 bytes of the piece are left to the caller.
+    constexpr size_t UNITS = 64, MAX_UNIT = UTF8 ? 4 : 2;
+    const size_t nSafe = nLen - nStart >= MAX_UNIT ? nLen - nStart - (MAX_UNIT - 1) : 0;
+    const unsigned char* const pSafeEnd = p + nSafe;
+    bool bRun = false;
+    for (bool bMore = p < pSafeEnd; bMore;) {
+        char* pOut = out.Cursor(UNITS * COutput::PAD);
+        const unsigned char* const pStop =
+            static_cast<size_t>(pSafeEnd - p) > 2 * UNITS ? p + 2 * UNITS : pSafeEnd;
+        while (p < pStop) {
+            size_t nUnit = 2;
+            const CharEntry* pCh;
+            if (UTF8) {
+                const _stUtf8Lead& lead = aCharLead[p[0]];
+                nUnit = lead.nLen;
+                if (nUnit == 0 || !InSpan(p[1], lead)) break;
+                // The code point's block (its bits above the last byte's 6) and its last byte.
+                size_t nBlockOf, nLast;
+                if (nUnit == 3) {
+                    if (!IsContinuation(p[2])) break;
+                    nBlockOf = (p[0] & 0x0Fu) << 6 | (p[1] & 0x3Fu);
+                    nLast = p[2];
+                } else if (nUnit == 2) {
+                    nBlockOf = p[0] & 0x1Fu;
+                    nLast = p[1];
+                } else {
+                    if (!IsContinuation(p[2]) || !IsContinuation(p[3])) break;
+                    nBlockOf = (p[0] & 0x07u) << 12 | (p[1] & 0x3Fu) << 6 | (p[2] & 0x3Fu);
+                    nLast = p[3];
                 }
+                static_assert(UTF8_BLOCK_BITS == 6, "a block is the code points of one last byte");
+                pCh = &pChars[static_cast<size_t>(pBlocks[nBlockOf]) << UTF8_BLOCK_BITS |
+                              (nLast & 0x3F)];
+            } else {
+                if (!abCharLead[p[0]]) break;
+                pCh = &pChars[static_cast<size_t>(p[0] - 0x80) << 8 | p[1]];
+            }
+            // nInfo 1 to 7: converted; 0 (the trie's) and wrapped units end the run.
+            if (static_cast<uint8_t>(pCh->nInfo - 1) >= 0x7F) break;
+            std::memcpy(pOut, pCh, COutput::PAD);
+            pOut += pCh->nInfo;
+            p += nUnit;
+            bRun = true;
+        }
+        bMore = p >= pStop && p < pSafeEnd;
+        out.SetCursor(pOut);
+    }
+    if (bRun) sink.ConvertedRun();
+    return static_cast<size_t>(p - s);
+}
+
+size_t CCodeTran::CDirectTable::ConvertToken(const unsigned char* s, size_t nStart, size_t nLen,
+                                             CTokenSink& sink) const {
+    // The longest word at nStart, step by step as the dictionary's segmentation takes it.
+    size_t nBest = 0;
+    int64_t nBestCell = -1;
+    if (pStates != nullptr) {
+        int64_t nBase = 0, nPrev = -2;
+        for (size_t i = nStart; i < nLen;) {
+            int nRank = anRank[s[i]];
+            if (nRank < 0) break;
+            int64_t p = (nBase < 0 ? -nBase : nBase) + nRank;
+            if (p > nBound) break;
+            const CPDAT::state& st = pStates[p];
+            if (st.check != nPrev) break;
+            ++i;
+            nPrev = p;
+            nBase = st.base;
+            if (IsWordEnd(st)) {
+                nBest = i - nStart;
+                nBestCell = p;
+                if (st.base == -p) break;
             }
         }
-        if (nBest > 0) {
-            Emit(vecCells[static_cast<size_t>(nBestCell)], s + nStart, nBest, sink);
-            nStart += nBest;
-            continue;
-        }
-        // An unmatched byte, with the ASCII bytes that follow glued to an ASCII one.
-        size_t nSeg = 1;
-        if (abGlue[s[nStart]]) {
-            while (nStart + nSeg < nLen && abGlue[s[nStart + nSeg]]) ++nSeg;
-        }
-        if (nSeg == 1) {
-            Emit(aByteEntry[s[nStart]], s + nStart, 1, sink);
-        } else {
-            const char* sToken = reinterpret_cast<const char*>(s + nStart);
-            sink.Emit(LookupToken(pDict, pMap, pList, sToken, nSeg), sToken, nSeg);
-        }
-        nStart += nSeg;
     }
+    if (nBest > 0) {
+        Emit(vecCells[static_cast<size_t>(nBestCell)], s + nStart, nBest, sink);
+        return nBest;
+    }
+    return ConvertUnmatched(s, nStart, nLen, sink);
+}
+
+size_t CCodeTran::CDirectTable::ConvertUnmatched(const unsigned char* s, size_t nStart, size_t nLen,
+                                                 CTokenSink& sink) const {
+    // An unmatched byte, with the ASCII bytes that follow glued to an ASCII one.
+    size_t nSeg = 1;
+    bool bInNoWord = abInNoWord[s[nStart]];
+    if (abGlue[s[nStart]]) {
+        for (; nStart + nSeg < nLen && abGlue[s[nStart + nSeg]]; ++nSeg) {
+            bInNoWord |= abInNoWord[s[nStart + nSeg]];
+        }
+    }
+    const char* sToken = reinterpret_cast<const char*>(s + nStart);
+    if (nSeg == 1) {
+        Emit(aByteEntry[s[nStart]], s + nStart, 1, sink);
+    } else if (bInNoWord) {
+        sink.Unconverted(sToken, nSeg);  // the lookup would find no word
+    } else {
+        sink.Emit(LookupToken(pDict, pMap, pList, sToken, nSeg), sToken, nSeg);
+    }
+    return nSeg;
 }
 
 // ---------------------------------------------------------------------------------------------------------
@@ -776,11 +1029,14 @@ void CCodeTran::BuildDirectTables() {
         return;
     }
     std::unique_ptr<CDirectTable> pToGBK(new CDirectTable());
-    if (pToGBK->Build(m_pCodeDict.get(), m_pCode2GBKMap.get(), m_pGBKWordList.get(), false)) {
+    // From the UTF-8 codes the units taken one by one are UTF-8 characters.
+    if (pToGBK->Build(m_pCodeDict.get(), m_pCode2GBKMap.get(), m_pGBKWordList.get(), false,
+                      SkipsBom())) {
         m_pToGBKDirect = std::move(pToGBK);
     }
     std::unique_ptr<CDirectTable> pToCode(new CDirectTable());
-    if (pToCode->Build(m_pGBKSrcDict.get(), m_pGBK2CodeMap.get(), m_pCodeWordList.get(), true)) {
+    if (pToCode->Build(m_pGBKSrcDict.get(), m_pGBK2CodeMap.get(), m_pCodeWordList.get(), true,
+                       false)) {
         m_pToCodeDirect = std::move(pToCode);
     }
 }

@@ -77,9 +77,10 @@ public:
     const char* CodeTransPlain(const char* text, std::string& result, CPDAT* pSrcDict,
                                CIDMaps* pMap, CWordList* pDsnList, bool toCode) const;
 
-    // GetCharUnitCount: how many two-byte units (lead byte 0x80 or above) the direction (toCode:
-    // GBKToCode, else CodeToGBK) converts one by one without walking the trie; 0 when it has no
-    // direct table or no unit qualifies.
+    // GetCharUnitCount: how many units of two bytes or more the direction (toCode: GBKToCode, else
+    // CodeToGBK) converts one by one without walking the trie: two-byte units (lead byte 0x80 or
+    // above), or, from UTF-8 (codes 1, 4, 5 towards GBK), UTF-8 characters of two to four bytes.
+    // 0 when it has no direct table or no unit qualifies.
     int GetCharUnitCount(bool toCode) const;
 
 private:
