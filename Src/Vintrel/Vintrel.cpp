@@ -243,7 +243,7 @@ void CDictionarySet::AddHit(int nHandle) const {
         // This thread alone adds to its block: a plain increment.
         pCounts[h].store(pCounts[h].load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
     } else {
-        m_pKeyCells[h].nHits.fetch_add(1, std::memory_order_relaxed);
+        m_pSharedHits[h].fetch_add(1, std::memory_order_relaxed);
     }
 }
 
@@ -270,12 +270,12 @@ bool CDictionarySet::AddHitsAndWeights(const _stTermPosition* pHits, size_t nCou
         const int nHandle = pHits[i].nHandle;
         const size_t h = static_cast<size_t>(nHandle);  // a negative handle is out of range too
         if (h >= m_nKeyCells) continue;
-        _stKeyCell& cell = m_pKeyCells[h];
+        const _stKeyCell& cell = m_pKeyCells[h];
         if (pCounts != nullptr) {
             // This thread alone adds to its block: a plain increment.
             pCounts[h].store(pCounts[h].load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
         } else {
-            cell.nHits.fetch_add(1, std::memory_order_relaxed);
+            m_pSharedHits[h].fetch_add(1, std::memory_order_relaxed);
         }
         if (cell.nClasses == 1) {
             if (cell.nClass < nClasses) AddWeight(pTotals[cell.nClass], cell.nWeight);
@@ -294,7 +294,7 @@ bool CDictionarySet::AddHitsAndWeights(const _stTermPosition* pHits, size_t nCou
 
 int CDictionarySet::Hits(int nHandle) const {
     const size_t h = static_cast<size_t>(nHandle);
-    int nCount = m_pKeyCells[h].nHits.load(std::memory_order_relaxed);
+    int nCount = m_pSharedHits[h].load(std::memory_order_relaxed);
     std::lock_guard<std::mutex> lock(m_mutexBlocks);
     for (const std::shared_ptr<CHitBlock>& p : m_vecBlocks)
         nCount += p->pCounts[h].load(std::memory_order_relaxed);
@@ -310,10 +310,10 @@ void CDictionarySet::TakeHits(const CDictionarySet& old) {
         vecBlocks = old.m_vecBlocks;
     }
     for (size_t h = 0; h < nCommon; ++h) {
-        int nCount = old.m_pKeyCells[h].nHits.load(std::memory_order_relaxed);
+        int nCount = old.m_pSharedHits[h].load(std::memory_order_relaxed);
         for (const std::shared_ptr<CHitBlock>& p : vecBlocks)
             nCount += p->pCounts[h].load(std::memory_order_relaxed);
-        m_pKeyCells[h].nHits.store(nCount, std::memory_order_relaxed);
+        m_pSharedHits[h].store(nCount, std::memory_order_relaxed);
     }
 }
 
@@ -326,6 +326,8 @@ void CDictionarySet::BuildKeyCells() {
     for (const std::string& sLabel : m_vecClassLabels) m_nClassLabelBytes += sLabel.size();
     m_nKeyCells = m_pKeyDict ? m_pKeyDict->GetItemCount() : 0;
     m_pKeyCells.reset(new _stKeyCell[m_nKeyCells]);
+    m_pSharedHits.reset(new std::atomic<int>[m_nKeyCells]);
+    for (size_t h = 0; h < m_nKeyCells; ++h) m_pSharedHits[h].store(0, std::memory_order_relaxed);
     for (size_t h = 0; h < m_nKeyCells && m_pKeyPOS; ++h) {
         int nCount = 0;
         const POS_info* pInfo = m_pKeyPOS->GetPOS(static_cast<int>(h), &nCount);

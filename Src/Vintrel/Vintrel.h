@@ -29,11 +29,9 @@ extern CCodeTran* g_pVintrelCodeTranslator;
 extern CStrTran* g_pXingZiTran;
 extern CPinyin* g_pPinyin;
 
-// What a scan needs of one keyword, in one place: the part of its hit count that is not in a
-// thread's own counters (see CDictionarySet) and, when it has exactly one class, that class and
+// What a scan needs of one keyword, in 8 bytes: when it has exactly one class, that class and
 // weight (nClasses 0: none; 2 or more: read the class table).
 struct _stKeyCell {
-    std::atomic<int> nHits{0};
     int nWeight = 0;
     unsigned char nClass = 255;
     unsigned char nClasses = 0;
@@ -70,6 +68,8 @@ public:
     // Per keyword handle (0 .. key dictionary item count - 1): hit counter, single class and weight.
     // The counters are the instance's statistics; a new set takes them over handle by handle.
     std::unique_ptr<_stKeyCell[]> m_pKeyCells;
+    // Per keyword handle: the part of its hit count that is not in a thread's own counters.
+    std::unique_ptr<std::atomic<int>[]> m_pSharedHits;
     size_t m_nKeyCells = 0;
 
     // BuildKeyCells: the per-keyword cells from the key dictionary and class table (counters 0).
