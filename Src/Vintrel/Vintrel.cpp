@@ -237,15 +237,16 @@ std::atomic<int>* CDictionarySet::ThreadBlock() const {
     return pBlock ? pBlock->pCounts.get() : nullptr;
 }
 
-void CDictionarySet::AddHit(int nHandle) const {
-    const size_t h = static_cast<size_t>(nHandle);
-    if (std::atomic<int>* pCounts = ThreadBlock()) {
+void CDictionarySet::CountHit(std::atomic<int>* pCounts, size_t h) const {
+    if (pCounts != nullptr) {
         // This thread alone adds to its block: a plain increment.
         pCounts[h].store(pCounts[h].load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
     } else {
         m_pSharedHits[h].fetch_add(1, std::memory_order_relaxed);
     }
 }
+
+void CDictionarySet::AddHit(int nHandle) const { CountHit(ThreadBlock(), static_cast<size_t>(nHandle)); }
 
 namespace {
 // AddWeight: nTotal += nWeight, wrapping around on overflow as two's complement does.
@@ -271,12 +272,7 @@ bool CDictionarySet::AddHitsAndWeights(const _stTermPosition* pHits, size_t nCou
         const size_t h = static_cast<size_t>(nHandle);  // a negative handle is out of range too
         if (h >= m_nKeyCells) continue;
         const _stKeyCell& cell = m_pKeyCells[h];
-        if (pCounts != nullptr) {
-            // This thread alone adds to its block: a plain increment.
-            pCounts[h].store(pCounts[h].load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
-        } else {
-            m_pSharedHits[h].fetch_add(1, std::memory_order_relaxed);
-        }
+        CountHit(pCounts, h);
         if (cell.nClasses == 1) {
             if (cell.nClass < nClasses) AddWeight(pTotals[cell.nClass], cell.nWeight);
             bPositive |= cell.nWeight > 0;

@@ -97,6 +97,8 @@ private:
     // ThreadBlock: this thread's block of counters in this set, taking one when it has none; null
     // when MAX_HIT_BLOCKS are taken.
     std::atomic<int>* ThreadBlock() const;
+    // CountHit: one hit of handle h into pCounts (this thread's block) or, when null, the shared counts.
+    void CountHit(std::atomic<int>* pCounts, size_t h) const;
 
     const uint64_t m_nSerial;  // tells sets apart for the threads' lists of their blocks
     mutable std::mutex m_mutexBlocks;
