@@ -3,7 +3,8 @@
 // through GuardCall, which turns any exception into the function's failure value.
 //
 // Threads: g_lifeLock is held shared by every call for its whole duration and exclusively by VT_Init
-// and VT_Exit, so the library is never taken down under a running call. The registry holds shared
+// and VT_Exit, so the library is never taken down under a running call. A waiting VT_Init or VT_Exit
+// goes before calls that arrive after it, so threads that keep calling cannot shut it out. The registry holds shared
 // pointers: a call keeps its instance alive even when VT_DeleteInstance removes it meanwhile.
 //
 // The plain scan has a second, lock-free road, taken by every ordinary call: inside g_readGate it
@@ -16,6 +17,7 @@
 // road, which gives the failure values and messages.
 #include "Vintrel/VintrelAPI.h"
 
+#include <pthread.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -25,6 +27,7 @@
 #include <new>
 #include <shared_mutex>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include "DORVANE/API/GRAVO.h"
@@ -41,12 +44,43 @@ CPinyin* g_pPinyin = nullptr;
 
 namespace {
 
+// CLifeLock: a readers-writer lock (usable with std::shared_lock and std::unique_lock) under which a
+// waiting writer goes first: once it waits, readers that come later wait behind it. The plain
+// std::shared_mutex lets readers in as long as any reader holds the lock, so a stream of calls
+// overlapping each other could keep VT_Exit waiting for ever. Readers must not take it twice.
+class CLifeLock {
+public:
+    CLifeLock() {
+        pthread_rwlockattr_t attr;
+        pthread_rwlockattr_init(&attr);
+#ifdef __GLIBC__
+        pthread_rwlockattr_setkind_np(&attr, PTHREAD_RWLOCK_PREFER_WRITER_NONRECURSIVE_NP);
+#endif
+        pthread_rwlock_init(&m_lock, &attr);
+        pthread_rwlockattr_destroy(&attr);
+    }
+    ~CLifeLock() { pthread_rwlock_destroy(&m_lock); }
+    CLifeLock(const CLifeLock&) = delete;
+    CLifeLock& operator=(const CLifeLock&) = delete;
+    void lock() { Check(pthread_rwlock_wrlock(&m_lock)); }
+    void unlock() { pthread_rwlock_unlock(&m_lock); }
+    void lock_shared() { Check(pthread_rwlock_rdlock(&m_lock)); }
+    void unlock_shared() { pthread_rwlock_unlock(&m_lock); }
+
+private:
+    // A lock that could not be taken (too many readers) throws: the call fails, holding nothing.
+    static void Check(int nError) {
+        if (nError != 0) throw std::system_error(nError, std::generic_category(), "life lock");
+    }
+    pthread_rwlock_t m_lock;
+};
+
 int g_bVTInit = 0;
 std::string g_sDefaultDir;
 std::string g_sDelimiter;
 std::vector<std::shared_ptr<CVintrel>> g_vecVintrelner;  // the registry; the handle is the index
 std::mutex g_mutexVT;                                      // guards g_vecVintrelner
-std::shared_mutex g_lifeLock;                              // see the file comment
+CLifeLock g_lifeLock;                                      // see the file comment
 
 // True between a successful VT_Init and the next VT_Init or VT_Exit; while it is true, g_bVTInit is 1
 // and the converter stays as it is. Read by gated scans only: it never changes a result.
@@ -136,7 +170,7 @@ std::shared_ptr<CVintrel> GetWorker(int handle) {
 template <typename T, typename F>
 T Forward(int handle, T failValue, F&& fnCall) noexcept {
     return GuardCall<T>(failValue, [&]() -> T {
-        std::shared_lock<std::shared_mutex> life(g_lifeLock);
+        std::shared_lock<CLifeLock> life(g_lifeLock);
         std::shared_ptr<CVintrel> pWorker = GetWorker(handle);
         if (!pWorker) {
             ReportError("Vintrelner not init!");
@@ -225,7 +259,7 @@ extern "C" {
 
 int VT_Init(const char* sInitDirPath, int encode, const char* sDelimiter) {
     return GuardCall<int>(0, [&]() -> int {
-        std::unique_lock<std::shared_mutex> life(g_lifeLock);
+        std::unique_lock<CLifeLock> life(g_lifeLock);
         StopGatedScans();
         g_bVTInit = 0;
         if (sInitDirPath != nullptr && sInitDirPath[0] != '\0') {
@@ -270,7 +304,7 @@ int VT_Init(const char* sInitDirPath, int encode, const char* sDelimiter) {
 
 void VT_Exit(void) {
     GuardCall<int>(0, [] {
-        std::unique_lock<std::shared_mutex> life(g_lifeLock);
+        std::unique_lock<CLifeLock> life(g_lifeLock);
         StopGatedScans();
         ExitLocked();
         return 0;
@@ -279,14 +313,14 @@ void VT_Exit(void) {
 
 int VT_NewInstance(void) {
     return GuardCall<int>(-1, [] {
-        std::shared_lock<std::shared_mutex> life(g_lifeLock);
+        std::shared_lock<CLifeLock> life(g_lifeLock);
         return NewInstance();
     });
 }
 
 int VT_DeleteInstance(int handle) {
     return GuardCall<int>(0, [handle] {
-        std::shared_lock<std::shared_mutex> life(g_lifeLock);
+        std::shared_lock<CLifeLock> life(g_lifeLock);
         return DeleteInstance(handle);
     });
 }

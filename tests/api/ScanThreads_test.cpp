@@ -106,10 +106,7 @@ TEST_F(ScanThreadsTest, ScansWhileTheLibraryStopsAndStarts) {
                 if (VT_Scan(m_sText.c_str(), 0) != nullptr) {
                     ++nTexts;
                 } else {
-                    // Failed calls hold the library's start-up lock shared (they report under it):
-                    // a pause lets the waiting start-up have it.
                     ++nNulls;
-                    std::this_thread::sleep_for(std::chrono::microseconds(100));
                 }
             }
         });
@@ -118,6 +115,39 @@ TEST_F(ScanThreadsTest, ScansWhileTheLibraryStopsAndStarts) {
         VT_Exit();
         ASSERT_EQ(VT_Init(m_root.Path().c_str(), i % 2 == 0 ? 1 : 0, "\t"), 1)
             << VT_GetLastErrorMsg();
+    }
+    bStop = true;
+    for (std::thread& t : vecThreads) t.join();
+    EXPECT_STREQ(VT_Scan(m_sText.c_str(), 0), "politics/5#");
+}
+
+// Calls that hold the library's start-up lock while they run (a detailed scan, a failing plain scan,
+// a new instance) come one after another from several threads without a pause, so that at almost
+// every moment one of them holds it: VT_Exit and VT_Init still get their turn.
+TEST_F(ScanThreadsTest, StopAndStartAmidNonstopCalls) {
+    ASSERT_EQ(Import("a.txt", G("南京市长 politics 5\n"), 0), 1);
+    std::atomic<bool> bStop(false);
+    std::atomic<int> nCalls(0);
+    std::vector<std::thread> vecThreads;
+    for (int t = 0; t < 4; ++t)
+        vecThreads.emplace_back([&, t] {
+            while (!bStop.load()) {
+                if (t % 2 == 0) {
+                    VT_ScanDetail(m_sText.c_str(), 0);
+                } else {
+                    EXPECT_EQ(VT_Scan(m_sText.c_str(), 1 << 30), nullptr);
+                }
+                ++nCalls;
+            }
+        });
+    for (int i = 0; i < 20; ++i) {
+        const int nBefore = nCalls.load();
+        while (nCalls.load() < nBefore + 100) std::this_thread::yield();
+        VT_Exit();
+        if (VT_Init(m_root.Path().c_str(), 0, "\t") != 1) {
+            ADD_FAILURE() << VT_GetLastErrorMsg();
+            break;
+        }
     }
     bStop = true;
     for (std::thread& t : vecThreads) t.join();
