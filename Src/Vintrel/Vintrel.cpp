@@ -427,7 +427,8 @@ const char* CVintrel::ScanWith(const CDictionarySet& set, const char* sContent) 
         std::unique_ptr<char[]> pResult;  // the result text
         size_t nResultCap = 0;
         std::vector<_stTermPosition> vecHits;
-        std::vector<int> vecTotal, vecId, vecPositive;
+        std::vector<int> vecTotal, vecPlace;
+        std::vector<uint64_t> vecPositive;
     };
     thread_local CScratch scratch;
     CScratch& w = scratch;
@@ -450,7 +451,6 @@ const char* CVintrel::ScanWith(const CDictionarySet& set, const char* sContent) 
 
     const int nClasses = pSet->m_pClassDict ? static_cast<int>(pSet->m_pClassDict->GetItemCount()) : 0;
     std::vector<int>& vecTotal = w.vecTotal;
-    std::vector<int>& vecId = w.vecId;
     vecTotal.assign(static_cast<size_t>(nClasses), 0);
     // Without a positive weight no total can be positive: the result is empty, nothing to order.
     if (!pSet->AddHitsAndWeights(w.vecHits.data(), w.vecHits.size(), vecTotal.data(), nClasses)) {
@@ -462,21 +462,27 @@ const char* CVintrel::ScanWith(const CDictionarySet& set, const char* sContent) 
     // with the greatest total from place i on, so printing ends at the first place without a positive
     // total. The totals of 0 and below count as 0 here: such a total never displaces a positive one,
     // and two of them trade places only with each other, so the positive totals move exactly as they
-    // would. Then only the places holding a positive total take part in a pass: vecPositive lists
-    // those from place i on, in rising order. A pass at a place that holds one starts with it; at a
-    // place holding 0 it starts with the first positive place, which takes the 0 and drops out, its
-    // total going on through the later positive places. Either way the list loses its first place.
-    vecId.resize(static_cast<size_t>(nClasses));
-    int* pTotal = vecTotal.data();
-    int* pId = vecId.data();
-    // (Masks rather than conditions below, so that the compiler adds no branches on the totals.)
+    // would. Then only the places holding a positive total take part in a pass: the list
+    // pPositive / pPlace holds those from place i on, in rising order, each as its total and class
+    // in one word, the total in the high half: one select moves both, and as every total compared
+    // is 0 or more, "total of a < total of b" is (a | low half) < b. A pass at a place that holds one starts with it; at a place holding 0 it starts with the
+    // first positive place, which takes the 0 and drops out, its total going on through the later
+    // positive places. Either way the list loses its first place. (Which class a total of 0 carries
+    // is never seen: the total a pass prints is positive.)
+    auto pack = [](int nTotal, int nId) {
+        return (static_cast<uint64_t>(static_cast<uint32_t>(nTotal)) << 32) | static_cast<uint32_t>(nId);
+    };
+    auto totalOf = [](uint64_t nPacked) { return static_cast<int32_t>(static_cast<uint32_t>(nPacked >> 32)); };
+    auto idOf = [](uint64_t nPacked) { return static_cast<int>(static_cast<uint32_t>(nPacked)); };
     w.vecPositive.resize(static_cast<size_t>(nClasses));
-    int* pPositive = w.vecPositive.data();
+    w.vecPlace.resize(static_cast<size_t>(nClasses));
+    uint64_t* pPositive = w.vecPositive.data();
+    int* pPlace = w.vecPlace.data();
     size_t nPositive = 0;
     for (int i = 0; i < nClasses; ++i) {
-        pId[i] = i;
-        pPositive[nPositive] = i;
-        nPositive += pTotal[i] > 0;
+        pPositive[nPositive] = pack(vecTotal[static_cast<size_t>(i)], i);
+        pPlace[nPositive] = i;
+        nPositive += vecTotal[static_cast<size_t>(i)] > 0;
     }
     // Room for every class once: its label and 12 bytes, and the NUL.
     const size_t nResultCap = pSet->m_nClassLabelBytes + 12 * static_cast<size_t>(nClasses) + 1;
@@ -488,19 +494,15 @@ const char* CVintrel::ScanWith(const CDictionarySet& set, const char* sContent) 
     const std::vector<std::string>& vecLabels = pSet->m_vecClassLabels;
     static const std::string sNoLabel = "/";
     for (size_t nFirst = 0, i = 0; nFirst < nPositive; ++nFirst, ++i) {
-        const bool bHolds = static_cast<size_t>(pPositive[nFirst]) == i;
-        int nTotal = bHolds ? pTotal[i] : 0, nId = pId[i];
+        const bool bHolds = static_cast<size_t>(pPlace[nFirst]) == i;
+        uint64_t nCurrent = bHolds ? pPositive[nFirst] : 0;
         for (size_t n = bHolds ? nFirst + 1 : nFirst; n < nPositive; ++n) {
-            const size_t j = static_cast<size_t>(pPositive[n]);
-            const int nOther = pTotal[j], nOtherId = pId[j];
-            const int nSwap = -static_cast<int>(nTotal < nOther);  // all ones to swap
-            pTotal[j] = nOther ^ ((nOther ^ nTotal) & nSwap);
-            pId[j] = nOtherId ^ ((nOtherId ^ nId) & nSwap);
-            nTotal ^= (nTotal ^ nOther) & nSwap;
-            nId ^= (nId ^ nOtherId) & nSwap;
+            const uint64_t nOther = pPositive[n];
+            const bool bSwap = (nCurrent | 0xFFFFFFFFu) < nOther;
+            pPositive[n] = bSwap ? nCurrent : nOther;
+            nCurrent = bSwap ? nOther : nCurrent;
         }
-        pTotal[i] = nTotal;
-        pId[i] = nId;
+        const int nTotal = totalOf(nCurrent), nId = idOf(nCurrent);
         const std::string& sLabel =
             static_cast<size_t>(nId) < vecLabels.size() ? vecLabels[static_cast<size_t>(nId)] : sNoLabel;
         // The name and "/", the total and "#" (at most 11 bytes).
