@@ -465,14 +465,17 @@ const char* CVintrel::ScanWith(const CDictionarySet& set, const char* sContent) 
     // would. Then only the places holding a positive total take part in a pass: the list
     // pPositive / pPlace holds those from place i on, in rising order, each as its total and class
     // in one word, the total in the high half: one select moves both, and as every total compared
-    // is 0 or more, "total of a < total of b" is (a | low half) < b. A pass at a place that holds one starts with it; at a place holding 0 it starts with the
-    // first positive place, which takes the 0 and drops out, its total going on through the later
-    // positive places. Either way the list loses its first place. (Which class a total of 0 carries
-    // is never seen: the total a pass prints is positive.)
+    // is 0 or more, "total of a < total of b" is (a | low half) < b. A pass at a place that holds
+    // one starts with it; at a place holding 0 it starts with the first positive place, which takes
+    // the 0 and drops out, its total going on through the later positive places. Either way the
+    // list loses its first place. (Which class a total of 0 carries is never seen: the total a pass
+    // prints is positive.)
     auto pack = [](int nTotal, int nId) {
         return (static_cast<uint64_t>(static_cast<uint32_t>(nTotal)) << 32) | static_cast<uint32_t>(nId);
     };
-    auto totalOf = [](uint64_t nPacked) { return static_cast<int32_t>(static_cast<uint32_t>(nPacked >> 32)); };
+    auto totalOf = [](uint64_t nPacked) {
+        return static_cast<int32_t>(static_cast<uint32_t>(nPacked >> 32));
+    };
     auto idOf = [](uint64_t nPacked) { return static_cast<int>(static_cast<uint32_t>(nPacked)); };
     w.vecPositive.resize(static_cast<size_t>(nClasses));
     w.vecPlace.resize(static_cast<size_t>(nClasses));

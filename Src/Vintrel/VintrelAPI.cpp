@@ -4,8 +4,9 @@
 //
 // Threads: g_lifeLock is held shared by every call for its whole duration and exclusively by VT_Init
 // and VT_Exit, so the library is never taken down under a running call. A waiting VT_Init or VT_Exit
-// goes before calls that arrive after it, so threads that keep calling cannot shut it out. The registry holds shared
-// pointers: a call keeps its instance alive even when VT_DeleteInstance removes it meanwhile.
+// goes before calls that arrive after it, so threads that keep calling cannot shut it out. The
+// registry holds shared pointers: a call keeps its instance alive even when VT_DeleteInstance
+// removes it meanwhile.
 //
 // The plain scan has a second, lock-free road, taken by every ordinary call: inside g_readGate it
 // checks g_bStarted, finds the instance's raw pointer in g_pSlotChunks and borrows the instance's

@@ -121,8 +121,8 @@ TEST_F(ScanThreadsTest, ScansWhileTheLibraryStopsAndStarts) {
     EXPECT_STREQ(VT_Scan(m_sText.c_str(), 0), "politics/5#");
 }
 
-// Calls that hold the library's start-up lock while they run (a detailed scan, a failing plain scan,
-// a new instance) come one after another from several threads without a pause, so that at almost
+// Calls that hold the library's start-up lock while they run (a detailed scan, a failing plain scan)
+// come one after another from several threads without a pause, so that at almost
 // every moment one of them holds it: VT_Exit and VT_Init still get their turn.
 TEST_F(ScanThreadsTest, StopAndStartAmidNonstopCalls) {
     ASSERT_EQ(Import("a.txt", G("南京市长 politics 5\n"), 0), 1);
